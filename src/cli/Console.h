@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QJsonValue>
+#include <QString>
+#include <QTextStream>
+
+#include <optional>
+
+// Where commands print: results to standard output, one-line errors to standard error.
+class Console
+{
+public:
+    Console();
+
+    void print(const QString &line);
+    void printJson(const QJsonValue &value);
+    // "tivaro: <message>" on standard error; returns `exitCode` so commands can `return console.fail(...)`.
+    int fail(const QString &message, int exitCode);
+
+    // The text of FILE, or of standard input for "-" or no argument. Nullopt, after printing why,
+    // when it cannot be read or is not UTF-8.
+    std::optional<QString> readTextInput(const QString &fileOrDash);
+
+private:
+    QTextStream m_out;
+    QTextStream m_err;
+};

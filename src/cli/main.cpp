@@ -1,0 +1,38 @@
+#include "CommandRegistry.h"
+#include "Console.h"
+#include "ExitCode.h"
+#include "commands/ContactsRemoveCommand.h"
+#include "commands/ContactsWriteCommand.h"
+#include "commands/IPodInfoCommand.h"
+#include "commands/IPodsCommand.h"
+#include "commands/NoteWriteCommand.h"
+
+#include "ipod/SysInfoError.h"
+
+#include <QCoreApplication>
+
+#include <exception>
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("tivaro"));
+    QCoreApplication::setOrganizationName(QStringLiteral("Tivaro"));
+
+    CommandRegistry registry;
+    registry.add(std::make_unique<IPodsCommand>());
+    registry.add(std::make_unique<IPodInfoCommand>());
+    registry.add(std::make_unique<NoteWriteCommand>());
+    registry.add(std::make_unique<ContactsWriteCommand>());
+    registry.add(std::make_unique<ContactsRemoveCommand>());
+
+    Console console;
+    // Nothing the user gives may end in an abort: every escaping error becomes one line.
+    try {
+        return registry.run(QCoreApplication::arguments().mid(1), console);
+    } catch (const SysInfoError &error) {
+        return console.fail(QStringLiteral("unreadable SysInfo: %1").arg(error.message()), ExitCode::Failure);
+    } catch (const std::exception &error) {
+        return console.fail(QString::fromLocal8Bit(error.what()), ExitCode::Failure);
+    }
+}

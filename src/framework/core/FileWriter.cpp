@@ -1,0 +1,107 @@
+#include "FileWriter.h"
+
+#include <QFile>
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+QString systemError(int code)
+{
+    return QString::fromLocal8Bit(std::strerror(code));
+}
+
+bool fail(QString *error, int code)
+{
+    if (error)
+        *error = systemError(code);
+    return false;
+}
+
+bool writeAll(int fd, const QByteArray &data)
+{
+    const char *cursor = data.constData();
+    qsizetype left = data.size();
+    while (left > 0) {
+        const ssize_t written = ::write(fd, cursor, size_t(left));
+        if (written < 0) {
+            if (errno == EINTR)
+                continue;
+            return false;
+        }
+        cursor += written;
+        left -= written;
+    }
+    return true;
+}
+
+// Writes into an open descriptor and closes it; on failure removes the file and keeps errno.
+bool fillAndClose(int fd, const QByteArray &encodedName, const QByteArray &data, FileWriter::Durability durability)
+{
+    bool ok = writeAll(fd, data);
+    if (ok && durability == FileWriter::Durable)
+        ok = ::fsync(fd) == 0;
+    int code = ok ? 0 : errno;
+    // close() is where FAT and network volumes may report a full disk; it must count.
+    if (::close(fd) != 0 && ok) {
+        ok = false;
+        code = errno;
+    }
+    if (!ok) {
+        ::unlink(encodedName.constData());
+        errno = code;
+    }
+    return ok;
+}
+
+// A short name, so that a target name close to the volume's length limit still leaves room for it.
+QByteArray temporaryNameBeside(const QByteArray &target)
+{
+    static std::atomic<unsigned> counter{0};
+    const qsizetype slash = target.lastIndexOf('/');
+    const QByteArray folder = slash < 0 ? QByteArray() : target.left(slash + 1);
+    return folder + ".tvr-" + QByteArray::number(::getpid()) + '-' + QByteArray::number(counter++) + ".tmp";
+}
+
+bool replaceExisting(const QByteArray &target, const QByteArray &data, FileWriter::Durability durability,
+                     QString *error)
+{
+    const QByteArray temporary = temporaryNameBeside(target);
+    const int fd = ::open(temporary.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+    if (fd < 0)
+        return fail(error, errno);
+    if (!fillAndClose(fd, temporary, data, durability))
+        return fail(error, errno);
+    if (::rename(temporary.constData(), target.constData()) != 0) {
+        const int code = errno;
+        ::unlink(temporary.constData());
+        return fail(error, code);
+    }
+    return true;
+}
+
+} // namespace
+
+namespace FileWriter {
+
+bool writeAtomically(const QString &path, const QByteArray &data, Durability durability, QString *error)
+{
+    const QByteArray target = QFile::encodeName(path);
+    const int fd = ::open(target.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+    if (fd >= 0) {
+        if (!fillAndClose(fd, target, data, durability))
+            return fail(error, errno);
+        return true;
+    }
+    if (errno != EEXIST)
+        return fail(error, errno);
+    return replaceExisting(target, data, durability, error);
+}
+
+} // namespace FileWriter

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QString>
+
+// Where Tivaro keeps things on a Linux desktop. Every location follows the XDG base-directory
+// variables when they are set, so tests and portable setups can point Tivaro at another home.
+// All functions are thread-safe and read the environment at each call.
+namespace Paths {
+
+QString homeFolder();
+
+// "~/Library/Application Support/Tivaro": $XDG_DATA_HOME/Tivaro (default ~/.local/share/Tivaro).
+QString applicationSupportFolder();
+// Folder of the application's preference files: $XDG_CONFIG_HOME/Tivaro (default ~/.config/Tivaro).
+QString preferencesFolder();
+// The plist file of one preferences domain, such as "org.tivaro.Tivaro".
+QString preferencesFileForDomain(const QString &domain);
+// "~/Library/Caches/Tivaro": $XDG_CACHE_HOME/Tivaro (default ~/.cache/Tivaro).
+QString cachesFolder();
+// The user's music and desktop folders, from the XDG user directories.
+QString musicFolder();
+QString desktopFolder();
+
+// The folder above the running executable's "bin", whether installed or in the build tree.
+QString installPrefix();
+// <prefix>/share/tivaro
+QString frameworkResourcesFolder();
+// <prefix>/lib/tivaro/PlugIns
+QString builtInPluginsFolder();
+
+} // namespace Paths

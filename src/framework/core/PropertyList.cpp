@@ -1,0 +1,251 @@
+#include "PropertyList.h"
+
+#include "FileWriter.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QTimeZone>
+
+#include <plist/plist.h>
+
+#include <limits>
+#include <memory>
+
+namespace {
+
+// Property-list dates count seconds from 2001-01-01 00:00 UTC.
+const QDateTime kReferenceDate(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC);
+
+struct PlistDeleter {
+    void operator()(plist_t node) const { plist_free(node); }
+};
+using PlistPtr = std::unique_ptr<std::remove_pointer_t<plist_t>, PlistDeleter>;
+
+QVariant toVariant(plist_t node);
+
+QVariant dictToVariant(plist_t node)
+{
+    QVariantMap map;
+    plist_dict_iter it = nullptr;
+    plist_dict_new_iter(node, &it);
+    for (;;) {
+        char *key = nullptr;
+        plist_t value = nullptr;
+        plist_dict_next_item(node, it, &key, &value);
+        if (!key)
+            break;
+        map.insert(QString::fromUtf8(key), toVariant(value));
+        free(key);
+    }
+    free(it);
+    return map;
+}
+
+QVariant arrayToVariant(plist_t node)
+{
+    QVariantList list;
+    const uint32_t count = plist_array_get_size(node);
+    list.reserve(static_cast<qsizetype>(count));
+    for (uint32_t i = 0; i < count; ++i)
+        list.append(toVariant(plist_array_get_item(node, i)));
+    return list;
+}
+
+QVariant toVariant(plist_t node)
+{
+    switch (plist_get_node_type(node)) {
+    case PLIST_DICT:
+        return dictToVariant(node);
+    case PLIST_ARRAY:
+        return arrayToVariant(node);
+    case PLIST_BOOLEAN: {
+        uint8_t value = 0;
+        plist_get_bool_val(node, &value);
+        return bool(value);
+    }
+    case PLIST_UINT: {
+        uint64_t value = 0;
+        plist_get_uint_val(node, &value);
+        // libplist keeps negative integers as their two's complement in 64 bits.
+        return qint64(value);
+    }
+    case PLIST_REAL: {
+        double value = 0;
+        plist_get_real_val(node, &value);
+        return value;
+    }
+    case PLIST_STRING: {
+        char *value = nullptr;
+        plist_get_string_val(node, &value);
+        const QString text = QString::fromUtf8(value);
+        free(value);
+        return text;
+    }
+    case PLIST_KEY: {
+        char *value = nullptr;
+        plist_get_key_val(node, &value);
+        const QString text = QString::fromUtf8(value);
+        free(value);
+        return text;
+    }
+    case PLIST_DATA: {
+        char *value = nullptr;
+        uint64_t length = 0;
+        plist_get_data_val(node, &value, &length);
+        const QByteArray bytes(value, qsizetype(length));
+        free(value);
+        return bytes;
+    }
+    case PLIST_DATE: {
+        int32_t seconds = 0;
+        int32_t microseconds = 0;
+        plist_get_date_val(node, &seconds, &microseconds);
+        return kReferenceDate.addMSecs(qint64(seconds) * 1000 + microseconds / 1000);
+    }
+    case PLIST_UID: {
+        uint64_t value = 0;
+        plist_get_uid_val(node, &value);
+        return qint64(value);
+    }
+    default:
+        return {};
+    }
+}
+
+plist_t fromVariant(const QVariant &value, QString *error);
+
+plist_t fromMap(const QVariantMap &map, QString *error)
+{
+    plist_t dict = plist_new_dict();
+    for (auto it = map.cbegin(); it != map.cend(); ++it) {
+        plist_t item = fromVariant(it.value(), error);
+        if (!item) {
+            plist_free(dict);
+            return nullptr;
+        }
+        plist_dict_set_item(dict, it.key().toUtf8().constData(), item);
+    }
+    return dict;
+}
+
+plist_t fromList(const QVariantList &list, QString *error)
+{
+    plist_t array = plist_new_array();
+    for (const QVariant &element : list) {
+        plist_t item = fromVariant(element, error);
+        if (!item) {
+            plist_free(array);
+            return nullptr;
+        }
+        plist_array_append_item(array, item);
+    }
+    return array;
+}
+
+plist_t fromDate(const QDateTime &date)
+{
+    const qint64 ms = kReferenceDate.msecsTo(date);
+    const qint64 seconds = ms >= 0 ? ms / 1000 : -((-ms + 999) / 1000);
+    const qint64 micro = (ms - seconds * 1000) * 1000;
+    return plist_new_date(int32_t(seconds), int32_t(micro));
+}
+
+plist_t fromVariant(const QVariant &value, QString *error)
+{
+    switch (value.metaType().id()) {
+    case QMetaType::QVariantMap:
+        return fromMap(value.toMap(), error);
+    case QMetaType::QVariantList:
+    case QMetaType::QStringList:
+        return fromList(value.toList(), error);
+    case QMetaType::QString:
+        return plist_new_string(value.toString().toUtf8().constData());
+    case QMetaType::Bool:
+        return plist_new_bool(value.toBool() ? 1 : 0);
+    case QMetaType::Int:
+    case QMetaType::LongLong:
+    case QMetaType::Long:
+    case QMetaType::Short:
+        return plist_new_uint(uint64_t(value.toLongLong()));
+    case QMetaType::UInt:
+    case QMetaType::ULongLong:
+    case QMetaType::ULong:
+    case QMetaType::UShort:
+        return plist_new_uint(value.toULongLong());
+    case QMetaType::Double:
+    case QMetaType::Float:
+        return plist_new_real(value.toDouble());
+    case QMetaType::QByteArray: {
+        const QByteArray bytes = value.toByteArray();
+        return plist_new_data(bytes.constData(), uint64_t(bytes.size()));
+    }
+    case QMetaType::QDateTime:
+        return fromDate(value.toDateTime());
+    default:
+        if (error)
+            *error = QStringLiteral("a value of type %1 cannot be stored in a property list")
+                         .arg(QString::fromLatin1(value.typeName() ? value.typeName() : "null"));
+        return nullptr;
+    }
+}
+
+} // namespace
+
+namespace PropertyList {
+
+std::optional<QVariant> fromData(const QByteArray &bytes, QString *error)
+{
+    if (bytes.isEmpty() || bytes.size() > std::numeric_limits<int32_t>::max()) {
+        if (error)
+            *error = bytes.isEmpty() ? QStringLiteral("empty file") : QStringLiteral("file too large");
+        return std::nullopt;
+    }
+    plist_t root = nullptr;
+    plist_from_memory(bytes.constData(), uint32_t(bytes.size()), &root);
+    if (!root) {
+        if (error)
+            *error = QStringLiteral("not a property list");
+        return std::nullopt;
+    }
+    const PlistPtr owner(root);
+    return toVariant(root);
+}
+
+std::optional<QVariant> readFile(const QString &path, QString *error)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        if (error)
+            *error = file.errorString();
+        return std::nullopt;
+    }
+    return fromData(file.readAll(), error);
+}
+
+std::optional<QByteArray> toXml(const QVariant &value, QString *error)
+{
+    const PlistPtr root(fromVariant(value, error));
+    if (!root)
+        return std::nullopt;
+    char *xml = nullptr;
+    uint32_t length = 0;
+    plist_to_xml(root.get(), &xml, &length);
+    if (!xml) {
+        if (error)
+            *error = QStringLiteral("the property list could not be serialised");
+        return std::nullopt;
+    }
+    QByteArray bytes(xml, qsizetype(length));
+    free(xml);
+    return bytes;
+}
+
+bool writeFile(const QString &path, const QVariant &value, QString *error)
+{
+    const std::optional<QByteArray> xml = toXml(value, error);
+    if (!xml)
+        return false;
+    return FileWriter::writeAtomically(path, *xml, FileWriter::Durable, error);
+}
+
+} // namespace PropertyList

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QVariant>
+
+#include <optional>
+
+// Property lists (XML or binary) to and from QVariant, through libplist.
+// Dictionaries are QVariantMap, arrays QVariantList, strings QString, integers qint64 (or quint64 above
+// its range), reals double, booleans bool, dates QDateTime (UTC), data QByteArray.
+namespace PropertyList {
+
+// Parses XML or binary plist bytes; nullopt (and *error set) when the bytes are no property list.
+std::optional<QVariant> fromData(const QByteArray &bytes, QString *error = nullptr);
+// Reads a file; nullopt when it is missing, unreadable or not a property list.
+std::optional<QVariant> readFile(const QString &path, QString *error = nullptr);
+
+// Serialises as XML; nullopt when the value holds a type a property list cannot carry.
+std::optional<QByteArray> toXml(const QVariant &value, QString *error = nullptr);
+// Writes XML atomically (and durably): the old file stays whole if anything fails.
+bool writeFile(const QString &path, const QVariant &value, QString *error = nullptr);
+
+} // namespace PropertyList

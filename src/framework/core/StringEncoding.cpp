@@ -1,0 +1,100 @@
+#include "StringEncoding.h"
+
+#include <QFile>
+#include <QStringDecoder>
+#include <QStringEncoder>
+
+#include <algorithm>
+
+namespace {
+
+std::optional<QString> strictDecode(const QByteArray &bytes, QStringConverter::Encoding encoding)
+{
+    QStringDecoder decoder(encoding, QStringConverter::Flag::Stateless);
+    QString text = decoder.decode(bytes);
+    if (decoder.hasError())
+        return std::nullopt;
+    return text;
+}
+
+bool allBelow(const QString &text, char16_t limit)
+{
+    return std::all_of(text.cbegin(), text.cend(), [limit](QChar c) { return c.unicode() < limit; });
+}
+
+} // namespace
+
+namespace StringEncoding {
+
+std::optional<QByteArray> encode(const QString &text, unsigned encoding)
+{
+    switch (encoding) {
+    case UTF8:
+        if (!text.isValidUtf16())
+            return std::nullopt;
+        return text.toUtf8();
+    case ASCII:
+        if (!allBelow(text, 0x80))
+            return std::nullopt;
+        return text.toLatin1();
+    case ISOLatin1:
+        if (!allBelow(text, 0x100))
+            return std::nullopt;
+        return text.toLatin1();
+    case Unicode: {
+        if (!text.isValidUtf16())
+            return std::nullopt;
+        QStringEncoder encoder(QStringConverter::Utf16, QStringConverter::Flag::WriteBom);
+        return QByteArray(encoder.encode(text));
+    }
+    default:
+        return std::nullopt;
+    }
+}
+
+std::optional<QString> decode(const QByteArray &bytes, unsigned encoding)
+{
+    switch (encoding) {
+    case UTF8:
+        return strictDecode(bytes, QStringConverter::Utf8);
+    case ASCII:
+        if (std::any_of(bytes.cbegin(), bytes.cend(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }))
+            return std::nullopt;
+        return QString::fromLatin1(bytes);
+    case ISOLatin1:
+        return QString::fromLatin1(bytes);
+    case Unicode:
+        if (bytes.size() % 2 != 0)
+            return std::nullopt;
+        if (bytes.startsWith("\xFF\xFE"))
+            return strictDecode(bytes.mid(2), QStringConverter::Utf16LE);
+        if (bytes.startsWith("\xFE\xFF"))
+            return strictDecode(bytes.mid(2), QStringConverter::Utf16BE);
+        return strictDecode(bytes, QStringConverter::Utf16);
+    default:
+        return std::nullopt;
+    }
+}
+
+std::optional<QString> decodePlainText(const QByteArray &bytes)
+{
+    if (bytes.startsWith("\xFF\xFE") || bytes.startsWith("\xFE\xFF"))
+        return decode(bytes, Unicode);
+    if (bytes.contains('\0'))
+        return std::nullopt;
+    if (bytes.startsWith("\xEF\xBB\xBF"))
+        return decode(bytes.mid(3), UTF8);
+    if (std::optional<QString> text = decode(bytes, UTF8))
+        return text;
+    return QString::fromLatin1(bytes);
+}
+
+std::optional<QString> readPlainTextFile(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    return decodePlainText(file.readAll());
+}
+
+} // namespace StringEncoding

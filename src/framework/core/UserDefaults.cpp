@@ -1,0 +1,197 @@
+#include "UserDefaults.h"
+
+#include "Logging.h"
+#include "Paths.h"
+#include "PropertyList.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QLockFile>
+
+namespace {
+
+bool stringIsTrue(const QString &text)
+{
+    const QString trimmed = text.trimmed();
+    if (trimmed.isEmpty())
+        return false;
+    const QChar first = trimmed.at(0).toLower();
+    if (first == QLatin1Char('y') || first == QLatin1Char('t'))
+        return true;
+    bool isNumber = false;
+    const double number = trimmed.toDouble(&isNumber);
+    return isNumber && number != 0;
+}
+
+// A file that is there but holds no dictionary is moved aside, never overwritten unseen.
+void keepCorruptFileAside(const QString &path)
+{
+    const QString aside =
+        path + QStringLiteral(".corrupt-") + QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
+    if (QFile::rename(path, aside))
+        qCWarning(lcCore) << "Preferences file" << path << "was not a property list; kept as" << aside;
+}
+
+} // namespace
+
+QString UserDefaults::applicationDomain()
+{
+    return QStringLiteral("org.tivaro.Tivaro");
+}
+
+UserDefaults::UserDefaults(const QString &domain)
+    : m_domain(domain)
+{
+    m_values.insert(m_domain, readDomain(m_domain));
+}
+
+void UserDefaults::addSuiteNamed(const QString &suite)
+{
+    if (suite.isEmpty() || m_suites.contains(suite))
+        return;
+    m_suites.append(suite);
+    if (!m_values.contains(suite))
+        m_values.insert(suite, readDomain(suite));
+}
+
+QVariant UserDefaults::objectForKey(const QString &key) const
+{
+    if (m_pendingRemovals.contains(key))
+        return {};
+    const auto pending = m_pendingSets.constFind(key);
+    if (pending != m_pendingSets.cend())
+        return *pending;
+    const QVariant own = m_values.value(m_domain).value(key);
+    if (own.isValid())
+        return own;
+    for (const QString &suite : m_suites) {
+        const QVariant value = m_values.value(suite).value(key);
+        if (value.isValid())
+            return value;
+    }
+    return {};
+}
+
+QString UserDefaults::stringForKey(const QString &key) const
+{
+    const QVariant value = objectForKey(key);
+    return value.metaType().id() == QMetaType::QString ? value.toString() : QString();
+}
+
+bool UserDefaults::boolForKey(const QString &key) const
+{
+    const QVariant value = objectForKey(key);
+    switch (value.metaType().id()) {
+    case QMetaType::Bool:
+        return value.toBool();
+    case QMetaType::QString:
+        return stringIsTrue(value.toString());
+    case QMetaType::LongLong:
+    case QMetaType::Int:
+    case QMetaType::Double:
+        return value.toDouble() != 0;
+    default:
+        return false;
+    }
+}
+
+qint64 UserDefaults::integerForKey(const QString &key) const
+{
+    const QVariant value = objectForKey(key);
+    if (value.metaType().id() == QMetaType::QString)
+        return value.toString().trimmed().toLongLong();
+    return value.canConvert<qint64>() ? value.toLongLong() : 0;
+}
+
+QVariantMap UserDefaults::dictionaryForKey(const QString &key) const
+{
+    const QVariant value = objectForKey(key);
+    return value.metaType().id() == QMetaType::QVariantMap ? value.toMap() : QVariantMap();
+}
+
+void UserDefaults::setObject(const QVariant &value, const QString &key)
+{
+    if (!value.isValid()) {
+        removeObjectForKey(key);
+        return;
+    }
+    m_pendingRemovals.remove(key);
+    m_pendingSets.insert(key, value);
+}
+
+void UserDefaults::removeObjectForKey(const QString &key)
+{
+    m_pendingSets.remove(key);
+    m_pendingRemovals.insert(key);
+}
+
+QVariantMap UserDefaults::persistentDomain() const
+{
+    QVariantMap values = m_values.value(m_domain);
+    for (const QString &key : m_pendingRemovals)
+        values.remove(key);
+    values.insert(m_pendingSets);
+    return values;
+}
+
+bool UserDefaults::synchronize(QString *error)
+{
+    if ((!m_pendingSets.isEmpty() || !m_pendingRemovals.isEmpty()) && !writePendingChanges(error))
+        return false;
+    m_values.insert(m_domain, readDomain(m_domain));
+    for (const QString &suite : std::as_const(m_suites))
+        m_values.insert(suite, readDomain(suite));
+    return true;
+}
+
+QVariantMap UserDefaults::readDomain(const QString &domain) const
+{
+    const QString path = Paths::preferencesFileForDomain(domain);
+    if (!QFileInfo::exists(path))
+        return {};
+    QString reason;
+    const std::optional<QVariant> root = PropertyList::readFile(path, &reason);
+    if (!root || root->metaType().id() != QMetaType::QVariantMap) {
+        qCWarning(lcCore) << "Ignoring unreadable preferences file" << path << ':'
+                          << (root ? QStringLiteral("not a dictionary") : reason);
+        return {};
+    }
+    return root->toMap();
+}
+
+bool UserDefaults::writePendingChanges(QString *error)
+{
+    const QString path = Paths::preferencesFileForDomain(m_domain);
+    if (!QDir().mkpath(QFileInfo(path).absolutePath())) {
+        if (error)
+            *error = QStringLiteral("cannot create the folder of %1").arg(path);
+        return false;
+    }
+    QLockFile lock(path + QStringLiteral(".lock"));
+    lock.setStaleLockTime(30000);
+    if (!lock.tryLock(10000)) {
+        if (error)
+            *error = QStringLiteral("%1 is locked by another program").arg(path);
+        return false;
+    }
+
+    QVariantMap values;
+    if (QFileInfo::exists(path)) {
+        const std::optional<QVariant> root = PropertyList::readFile(path);
+        if (root && root->metaType().id() == QMetaType::QVariantMap)
+            values = root->toMap();
+        else
+            keepCorruptFileAside(path);
+    }
+    for (const QString &key : std::as_const(m_pendingRemovals))
+        values.remove(key);
+    values.insert(m_pendingSets);
+
+    if (!PropertyList::writeFile(path, values, error))
+        return false;
+    m_pendingSets.clear();
+    m_pendingRemovals.clear();
+    return true;
+}

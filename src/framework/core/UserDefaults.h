@@ -1,0 +1,60 @@
+#pragma once
+
+#include <QHash>
+#include <QSet>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+
+// Preferences kept as one property-list file per domain in Paths::preferencesFolder(), read and
+// written like the Mac's user defaults: a value is looked up in the object's own domain first,
+// then in each added suite in turn. Changes are held in memory until synchronize(), which merges
+// them into the file under a lock (other keys another process wrote stay) and re-reads every domain,
+// so a change made by another process is seen afterwards.
+//
+// An object may be made on any thread but belongs to that thread; objects on different threads
+// (or in different processes) share only the files.
+class UserDefaults
+{
+public:
+    // The application's preferences domain, its bundle identifier.
+    static QString applicationDomain();
+
+    explicit UserDefaults(const QString &domain = applicationDomain());
+
+    QString domain() const { return m_domain; }
+
+    // Adds a domain whose values are found after this object's own; the file is read at once.
+    void addSuiteNamed(const QString &suite);
+
+    // The first value found for the key, or an invalid QVariant.
+    QVariant objectForKey(const QString &key) const;
+    // A null QString unless a string is stored.
+    QString stringForKey(const QString &key) const;
+    // Booleans, non-zero numbers and strings such as "YES", "true" or "1" are true.
+    bool boolForKey(const QString &key) const;
+    qint64 integerForKey(const QString &key) const;
+    // Empty unless a dictionary is stored.
+    QVariantMap dictionaryForKey(const QString &key) const;
+
+    // Changes this object's own domain; written by the next synchronize().
+    void setObject(const QVariant &value, const QString &key);
+    void removeObjectForKey(const QString &key);
+
+    // The values of this object's own domain as last read, with pending changes applied.
+    QVariantMap persistentDomain() const;
+
+    // Writes pending changes, then re-reads every domain. False (and *error) when the file could not
+    // be written; the pending changes are kept for the next try.
+    bool synchronize(QString *error = nullptr);
+
+private:
+    QVariantMap readDomain(const QString &domain) const;
+    bool writePendingChanges(QString *error);
+
+    QString m_domain;
+    QStringList m_suites;
+    QHash<QString, QVariantMap> m_values;
+    QVariantMap m_pendingSets;
+    QSet<QString> m_pendingRemovals;
+};

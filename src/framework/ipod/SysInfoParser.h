@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QString>
+#include <QVariantMap>
+
+// Reads the "key: value" lines of an iPod's SysInfo file.
+namespace SysInfoParser {
+
+// Blanks and tabs before a key and before a value are skipped, blanks after a value are kept, a line
+// without a colon is skipped and a later key replaces an earlier one. Throws SysInfoError (naming
+// `path` and the line) for a line with an empty key or an empty value.
+QVariantMap parse(const QString &text, const QString &path);
+
+} // namespace SysInfoParser

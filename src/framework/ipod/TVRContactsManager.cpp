@@ -1,0 +1,85 @@
+#include "TVRContactsManager.h"
+
+#include "core/FileWriter.h"
+#include "core/Logging.h"
+#include "core/PathUtils.h"
+#include "core/StringEncoding.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+namespace {
+
+constexpr qsizetype kOrgLineLength = 2000;
+
+} // namespace
+
+std::shared_ptr<TVRContactsManager> TVRContactsManager::managerForiPod(const TVRiPodPtr &iPod, const QString &name)
+{
+    return std::make_shared<TVRContactsManager>(Passkey{}, iPod, name);
+}
+
+TVRContactsManager::TVRContactsManager(Passkey, const TVRiPodPtr &iPod, const QString &name)
+    : m_name(QStringLiteral("TVR-") + PathUtils::deletingPathExtension(name))
+    , m_iPod(iPod)
+{
+    m_contactsPath =
+        PathUtils::appendingPathComponent(iPod ? iPod->contactsFolder() : QString(), m_name + QStringLiteral(".vcf"));
+}
+
+QString TVRContactsManager::cardWithText(const QString &text, const QString &title)
+{
+    QString escaped = text;
+    escaped.replace(QLatin1Char('\n'), QStringLiteral("\\n"));
+    escaped.replace(QLatin1Char('\r'), QStringLiteral("\\n"));
+    QString orgLines;
+    for (qsizetype start = 0; start < escaped.size(); start += kOrgLineLength)
+        orgLines += QStringLiteral("ORG:") + escaped.mid(start, kOrgLineLength) + QLatin1Char('\r');
+    return QStringLiteral("BEGIN:VCARD\rVERSION:3.0\rN:") + title + QLatin1Char('\r') + orgLines +
+           QStringLiteral("END:VCARD\r");
+}
+
+void TVRContactsManager::appendContactWithText(const QString &text, const QString &title)
+{
+    m_contacts += cardWithText(text, title);
+}
+
+void TVRContactsManager::appendContact(const QString &card)
+{
+    m_contacts += card;
+}
+
+void TVRContactsManager::appendContactData(const QByteArray &data)
+{
+    std::optional<QString> text = StringEncoding::decode(data, StringEncoding::UTF8);
+    if (!text)
+        text = StringEncoding::decode(data, StringEncoding::Unicode);
+    if (text)
+        m_contacts += *text;
+}
+
+bool TVRContactsManager::writeContactsFileToiPod()
+{
+    m_lastError.clear();
+    if (m_contacts.isEmpty() || !m_iPod)
+        return false;
+    const QString folder = m_iPod->contactsFolder();
+    if (!QFileInfo::exists(folder))
+        QDir().mkdir(folder);
+    std::optional<QByteArray> bytes = StringEncoding::encode(m_contacts, StringEncoding::Default);
+    if (!bytes)
+        bytes = StringEncoding::encode(m_contacts, StringEncoding::Unicode);
+    QString reason;
+    if (bytes && FileWriter::writeAtomically(m_contactsPath, *bytes, FileWriter::Cached, &reason))
+        return true;
+    m_lastError = QStringLiteral("Cannot write %1: %2")
+                      .arg(m_contactsPath, bytes ? reason : QStringLiteral("the text cannot be encoded"));
+    qCWarning(lcIPod).noquote() << m_lastError;
+    return false;
+}
+
+void TVRContactsManager::removeContactsFileFromiPod() const
+{
+    QFile::remove(m_contactsPath);
+}

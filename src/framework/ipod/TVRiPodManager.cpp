@@ -1,0 +1,155 @@
+#include "TVRiPodManager.h"
+
+#include "SysInfoError.h"
+
+#include "core/MountTable.h"
+#include "core/PathUtils.h"
+#include "core/UserDefaults.h"
+
+#include <QFileInfo>
+
+#include <algorithm>
+
+#include <unistd.h>
+
+namespace {
+
+bool hasiPodControlFolder(const QString &path)
+{
+    return QFileInfo(PathUtils::appendingPathComponent(path, QStringLiteral("iPod_Control/"))).isDir();
+}
+
+bool isWritable(const QString &path)
+{
+    return ::access(QFile::encodeName(path).constData(), W_OK) == 0;
+}
+
+// Mounts worth probing, without stacked duplicates: only the top mount at a point can be reached.
+QList<MountEntry> localMounts()
+{
+    const QList<MountEntry> table = MountTable::current();
+    QList<MountEntry> local;
+    for (qsizetype i = 0; i < table.size(); ++i) {
+        const MountEntry &entry = table.at(i);
+        const bool coveredLater = std::any_of(table.cbegin() + i + 1, table.cend(), [&entry](const MountEntry &later) {
+            return later.mountPoint == entry.mountPoint;
+        });
+        if (entry.isLocal() && !coveredLater)
+            local.append(entry);
+    }
+    return local;
+}
+
+QString unusableReason(const MountEntry *entry)
+{
+    if (!entry)
+        return QStringLiteral("not writable by you, so nothing can be written to it");
+    if (entry->isMacFormatted())
+        return QStringLiteral("Mac-formatted (HFS+): Linux mounts it read-only, so nothing can be written to it. "
+                              "An iPod restored to Windows format (FAT32) syncs.");
+    if (entry->isReadOnly())
+        return QStringLiteral("mounted read-only, so nothing can be written to it");
+    return QStringLiteral("not writable by you, so nothing can be written to it");
+}
+
+template<typename T, typename NameOf> void sortByName(QList<T> &list, NameOf nameOf)
+{
+    std::stable_sort(list.begin(), list.end(), [&nameOf](const T &a, const T &b) {
+        return nameOf(a).compare(nameOf(b), Qt::CaseInsensitive) < 0;
+    });
+}
+
+} // namespace
+
+bool TVRiPodManager::isiPodAtPath(const QString &path)
+{
+    return !path.isEmpty() && isWritable(path) && hasiPodControlFolder(path);
+}
+
+QString TVRiPodManager::problemWithPath(const QString &path)
+{
+    const QFileInfo info(path);
+    if (path.isEmpty() || !info.exists())
+        return QStringLiteral("%1 does not exist").arg(path);
+    if (!info.isDir())
+        return QStringLiteral("%1 is not a folder").arg(path);
+    if (!hasiPodControlFolder(path))
+        return QStringLiteral("%1 is not an iPod: it has no iPod_Control folder").arg(path);
+    if (!isWritable(path)) {
+        const QList<MountEntry> table = MountTable::current();
+        return QStringLiteral("%1 cannot be synced: %2")
+            .arg(path, unusableReason(MountTable::entryForMountPoint(table, path)));
+    }
+    return QString();
+}
+
+QList<TVRiPodPtr> TVRiPodManager::connectediPods() const
+{
+    QList<TVRiPodPtr> iPods;
+    for (const MountEntry &entry : localMounts()) {
+        if (entry.isReadOnly() || !isiPodAtPath(entry.mountPoint))
+            continue;
+        if (TVRiPodPtr iPod = TVRiPod::iPodAtPath(entry.mountPoint))
+            iPods.append(iPod);
+    }
+    sortByName(iPods, [](const TVRiPodPtr &iPod) { return iPod->name(); });
+    return iPods;
+}
+
+std::optional<QList<TVRiPodPtr>> TVRiPodManager::connectedSyncableiPods() const
+{
+    QList<TVRiPodPtr> syncable;
+    for (const TVRiPodPtr &iPod : connectediPods()) {
+        if (!iPod->isiPodShuffle())
+            syncable.append(iPod);
+    }
+    if (syncable.isEmpty())
+        return std::nullopt;
+    return syncable;
+}
+
+int TVRiPodManager::numberOfSyncableiPods() const
+{
+    const std::optional<QList<TVRiPodPtr>> syncable = connectedSyncableiPods();
+    return syncable ? int(syncable->size()) : 0;
+}
+
+TVRiPodPtr TVRiPodManager::choseniPod() const
+{
+    for (const TVRiPodPtr &iPod : connectediPods()) {
+        if (iPod->syncsWithTivaro())
+            return iPod;
+    }
+    return nullptr;
+}
+
+bool TVRiPodManager::userHasChoseniPod()
+{
+    UserDefaults defaults;
+    defaults.addSuiteNamed(UserDefaults::applicationDomain());
+    return !defaults.stringForKey(QStringLiteral("TVRSyncSN")).isEmpty();
+}
+
+QList<DetectedVolume> TVRiPodManager::scanVolumes() const
+{
+    QList<DetectedVolume> volumes;
+    for (const MountEntry &entry : localMounts()) {
+        if (!hasiPodControlFolder(entry.mountPoint))
+            continue;
+        DetectedVolume volume{entry.mountPoint, entry.fileSystemType, nullptr, QString()};
+        if (entry.isReadOnly() || !isWritable(entry.mountPoint)) {
+            volume.problem = unusableReason(&entry);
+        } else {
+            try {
+                volume.iPod = TVRiPod::withPath(entry.mountPoint);
+            } catch (const SysInfoError &error) {
+                volume.problem = QStringLiteral("unreadable SysInfo: %1").arg(error.message());
+            }
+        }
+        volumes.append(volume);
+    }
+    sortByName(volumes, [](const DetectedVolume &volume) {
+        return volume.iPod ? volume.iPod->name() : PathUtils::lastPathComponent(volume.path);
+    });
+    return volumes;
+}
