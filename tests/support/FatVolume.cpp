@@ -36,7 +36,8 @@ bool fuseUsable()
 
 FatVolume::FatVolume(const QString &label, int megabytes, bool readOnly)
 {
-    const QString mkfs = QStandardPaths::findExecutable(QStringLiteral("mkfs.vfat"), {QStringLiteral("/usr/sbin"), QStringLiteral("/sbin")});
+    const QString mkfs = QStandardPaths::findExecutable(QStringLiteral("mkfs.vfat"),
+                                                        {QStringLiteral("/usr/sbin"), QStringLiteral("/sbin")});
     const QString fusefat = QStandardPaths::findExecutable(QStringLiteral("fusefat"));
     if (mkfs.isEmpty() || fusefat.isEmpty()) {
         m_skipReason = QStringLiteral("mkfs.vfat or fusefat is not installed");
@@ -61,12 +62,18 @@ FatVolume::FatVolume(const QString &label, int megabytes, bool readOnly)
         m_skipReason = QStringLiteral("mkfs.vfat failed: ") + output;
         return;
     }
+    if (!mount(readOnly))
+        m_skipReason = QStringLiteral("fusefat cannot mount here");
+}
+
+bool FatVolume::mount(bool readOnly)
+{
+    QString output;
     const QString mode = readOnly ? QStringLiteral("ro") : QStringLiteral("rw+");
-    if (!run(fusefat, {QStringLiteral("-o"), mode, m_imagePath, m_mountPoint}, &output)) {
-        m_skipReason = QStringLiteral("fusefat cannot mount here: ") + output;
-        return;
-    }
-    m_mounted = true;
+    m_mounted = run(QStringLiteral("fusefat"), {QStringLiteral("-o"), mode, m_imagePath, m_mountPoint}, &output);
+    if (!m_mounted)
+        qWarning("fusefat failed: %s", qPrintable(output));
+    return m_mounted;
 }
 
 FatVolume::~FatVolume()

@@ -22,6 +22,8 @@ public:
 
     // Unmounts if still mounted (after an eject it is not).
     void unmount();
+    // Mounts the same image again; false when that fails.
+    bool mount(bool readOnly);
     // Whether the kernel still lists the mount.
     bool isListedInMountTable() const;
 

@@ -77,8 +77,8 @@ QByteArray mountInfo(const QList<QStringList> &mounts)
     for (const QStringList &mount : mounts) {
         QByteArray point = QFile::encodeName(mount.value(0));
         point.replace(' ', "\\040");
-        text += QByteArray::number(id++) + " 1 8:1 / " + point + ' ' + mount.value(2, QStringLiteral("rw")).toUtf8()
-                + " shared:1 - " + mount.value(1).toUtf8() + " /dev/sdz1 rw\n";
+        text += QByteArray::number(id++) + " 1 8:1 / " + point + ' ' + mount.value(2, QStringLiteral("rw")).toUtf8() +
+                " shared:1 - " + mount.value(1).toUtf8() + " /dev/sdz1 rw\n";
     }
     return text;
 }
