@@ -82,9 +82,9 @@ bool VolumeEjector::unmountAndEject(const QString &mountPoint)
     m_steps.append(QStringLiteral("flush"));
 
     if (!ours) {
-        qCInfo(lcCore).noquote() << "UDisks2 cannot eject" << path << '('
-                                 << (filesystems ? QStringLiteral("unknown mount") : udisks.lastError())
-                                 << "); unmounting it directly";
+        const QString why = filesystems ? QStringLiteral("it does not know the mount") : udisks.lastError();
+        qCInfo(lcCore).noquote()
+            << QStringLiteral("UDisks2 cannot eject %1 (%2); unmounting it directly").arg(path, why);
         QString error;
         m_steps.append(QStringLiteral("umount"));
         if (runUnmountCommand(QStringLiteral("umount"), {path}, &error))
