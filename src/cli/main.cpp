@@ -10,6 +10,7 @@
 #include "ipod/SysInfoError.h"
 
 #include <QCoreApplication>
+#include <QLoggingCategory>
 
 #include <exception>
 
@@ -18,6 +19,9 @@ int main(int argc, char *argv[])
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("tivaro"));
     QCoreApplication::setOrganizationName(QStringLiteral("Tivaro"));
+    // Commands report failures in one line of their own; the framework's diagnostics stay quiet
+    // unless asked for with QT_LOGGING_RULES="tivaro.*=true".
+    QLoggingCategory::setFilterRules(QStringLiteral("tivaro.*=false"));
 
     CommandRegistry registry;
     registry.add(std::make_unique<IPodsCommand>());

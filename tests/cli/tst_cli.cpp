@@ -1,0 +1,261 @@
+#include "IPodFixture.h"
+#include "TemporaryHome.h"
+
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QtTest>
+
+namespace {
+
+struct Result {
+    int exitCode = -1;
+    QString out;
+    QString err;
+};
+
+} // namespace
+
+// The `tivaro` program as a user runs it: real process, real files, a described mount table.
+class CliTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+
+    void usageErrors_data();
+    void usageErrors();
+    void listsiPodsAsJson();
+    void listsiPodsAsText();
+    void describesOneiPod();
+    void refusesPathsThatAreNoiPod_data();
+    void refusesPathsThatAreNoiPod();
+    void writesANote();
+    void noteWriteFailures_data();
+    void noteWriteFailures();
+    void writesAndRemovesContacts();
+
+private:
+    Result run(const QStringList &arguments, const QByteArray &input = QByteArray());
+    void mountTable(const QList<QStringList> &mounts);
+
+    TemporaryHome *m_home = nullptr;
+    QTemporaryDir m_folder;
+    QString m_iPod;
+    QString m_shuffle;
+};
+
+void CliTest::initTestCase()
+{
+    QVERIFY2(QFileInfo::exists(qEnvironmentVariable("TIVARO_CLI")), "TIVARO_CLI names the tivaro program");
+    m_home = new TemporaryHome;
+    m_iPod = IPodFixture::createWithFamily(m_folder.path() + "/Nano", 7, "NANO1");
+    m_shuffle = IPodFixture::createWithFamily(m_folder.path() + "/Shuffle", 128, QString());
+}
+
+void CliTest::init()
+{
+    QDir(m_iPod + "/Notes").removeRecursively();
+    QDir(m_iPod + "/Contacts").removeRecursively();
+    QFile::remove(m_iPod + "/Notes");
+    m_home->writeApplicationPreferences({});
+    mountTable({});
+}
+
+Result CliTest::run(const QStringList &arguments, const QByteArray &input)
+{
+    QProcess process;
+    process.start(qEnvironmentVariable("TIVARO_CLI"), arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    if (!process.waitForFinished(60000))
+        return {};
+    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+            QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError())};
+}
+
+void CliTest::mountTable(const QList<QStringList> &mounts)
+{
+    const QString path = m_folder.path() + "/mountinfo";
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write(IPodFixture::mountInfo(mounts));
+    file.close();
+    qputenv("TIVARO_MOUNTINFO", QFile::encodeName(path));
+}
+
+void CliTest::usageErrors_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("no command") << QStringList{} << 2 << "Usage: tivaro";
+    QTest::newRow("unknown command") << QStringList{"frobnicate"} << 2 << "unknown command \"frobnicate\"";
+    QTest::newRow("unknown option") << QStringList{"ipods", "--colour"} << 2 << "Unknown option 'colour'";
+    QTest::newRow("missing name") << QStringList{"note", "write", "--ipod", "/x"} << 2 << "needs --name";
+    QTest::newRow("bad encoding") << QStringList{"note", "write", "--ipod", "/x", "--name", "n", "--encoding", "latin1"}
+                                  << 2 << "--encoding is utf8 or utf16";
+    QTest::newRow("two paths") << QStringList{"ipod", "info", "/a", "/b"} << 2 << "exactly one PATH";
+    QTest::newRow("contacts without title")
+        << QStringList{"contacts", "write", "--ipod", "/x", "--name", "n"} << 2 << "needs --title";
+}
+
+void CliTest::usageErrors()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(QString, message);
+    const Result result = run(arguments);
+    QCOMPARE(result.exitCode, exitCode);
+    QVERIFY2((result.out + result.err).contains(message), qPrintable(result.out + result.err));
+}
+
+void CliTest::listsiPodsAsJson()
+{
+    const QString mac = IPodFixture::createWithFamily(m_folder.path() + "/MacPod", 6, "MAC1");
+    mountTable({{m_shuffle, "vfat"}, {m_iPod, "fuse.fusefat"}, {mac, "hfsplus", "ro"}});
+    IPodFixture::writeFile(m_iPod, "Notes/a.txt", "a");
+    const Result result = run({"ipods", "--json"});
+    QCOMPARE(result.exitCode, 0);
+    const QJsonObject root = QJsonDocument::fromJson(result.out.toUtf8()).object();
+    const QJsonArray iPods = root.value("iPods").toArray();
+    QCOMPARE(iPods.size(), 2);
+    const QJsonObject nano = iPods.at(0).toObject();
+    QCOMPARE(nano.value("name").toString(), QString("Nano"));
+    QCOMPARE(nano.value("path").toString(), m_iPod);
+    QCOMPARE(nano.value("iPodFamily").toInt(), 7);
+    QCOMPARE(nano.value("iPodFamilyDescription").toString(), QString("iPod nano"));
+    QCOMPARE(nano.value("serialNumber").toString(), QString("NANO1"));
+    QCOMPARE(nano.value("numberOfNotes").toInt(), 1);
+    QCOMPARE(nano.value("numberOfContacts").toInt(), 0);
+    QCOMPARE(nano.value("syncsWithTivaro").toBool(), true);
+    for (const char *key : {"isiPodShuffle", "hasDisplay", "hasColorDisplay", "hasPhotoAlbum", "hasNotes", "useNotes",
+                            "hasTVOut", "hasVideoPlayback"})
+        QVERIFY2(nano.value(QLatin1String(key)).isBool(), key);
+    QCOMPARE(nano.value("hasColorDisplay").toBool(), true);
+    QCOMPARE(nano.value("hasTVOut").toBool(), false);
+    const QJsonObject shuffle = iPods.at(1).toObject();
+    QCOMPARE(shuffle.value("isiPodShuffle").toBool(), true);
+    QVERIFY(shuffle.value("serialNumber").isNull());
+
+    const QJsonArray unusable = root.value("unusableVolumes").toArray();
+    QCOMPARE(unusable.size(), 1);
+    QCOMPARE(unusable.at(0).toObject().value("path").toString(), mac);
+    QVERIFY(unusable.at(0).toObject().value("problem").toString().contains("HFS+"));
+}
+
+void CliTest::listsiPodsAsText()
+{
+    Result result = run({"ipods"});
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(result.out.trimmed(), QString("No iPod found."));
+
+    m_home->writeApplicationPreferences({{"TVRSyncSN", "SOMEONE-ELSE"}});
+    mountTable({{m_iPod, "vfat"}});
+    result = run({"ipods"});
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY(result.out.startsWith("Nano  " + m_iPod));
+    QVERIFY(result.out.contains("7 (iPod nano)"));
+    QVERIFY(result.out.contains("no (another iPod is chosen)"));
+}
+
+void CliTest::describesOneiPod()
+{
+    const Result result = run({"ipod", "info", m_iPod, "--json"});
+    QCOMPARE(result.exitCode, 0);
+    const QJsonObject nano = QJsonDocument::fromJson(result.out.toUtf8()).object();
+    QCOMPARE(nano.value("serialNumber").toString(), QString("NANO1"));
+    QCOMPARE(nano.value("hasNotes").toBool(), true);
+    QCOMPARE(run({"ipod", "info", m_iPod}).out.split('\n').first(), "Nano  " + m_iPod);
+}
+
+void CliTest::refusesPathsThatAreNoiPod_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("missing") << "/no/such/folder"
+                             << "does not exist";
+    QTest::newRow("a file") << QString("%sysinfo") << "is not a folder";
+    QTest::newRow("no iPod_Control") << QString("%home") << "has no iPod_Control folder";
+    QTest::newRow("broken SysInfo") << QString("%broken") << "unreadable SysInfo";
+}
+
+void CliTest::refusesPathsThatAreNoiPod()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, message);
+    const QString broken = IPodFixture::create(m_folder.path() + "/Broken", "pszSerialNumber:\n");
+    path.replace("%sysinfo", m_iPod + "/iPod_Control/Device/SysInfo")
+        .replace("%home", m_home->path())
+        .replace("%broken", broken);
+    for (const QStringList &arguments :
+         {QStringList{"ipod", "info", path}, QStringList{"note", "write", "--ipod", path, "--name", "n"}}) {
+        const Result result = run(arguments, "text");
+        QCOMPARE(result.exitCode, 1);
+        QVERIFY2(result.err.startsWith("tivaro: ") && result.err.contains(message), qPrintable(result.err));
+        QCOMPARE(result.err.count('\n'), 1);
+    }
+}
+
+void CliTest::writesANote()
+{
+    Result result =
+        run({"note", "write", "--ipod", m_iPod, "--name", "Hello: World", "--local-path", "Inbox"}, "Hi there");
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY(result.out.contains("1 page(s)"));
+    QCOMPARE(IPodFixture::readFile(m_iPod + "/Notes/Inbox/Hello- World.txt"),
+             QByteArray("<?xml encoding=\"UTF-8\"?><title>Hello- World</title>Hi there"));
+
+    const QString file = m_folder.path() + "/long.txt";
+    IPodFixture::writeFile(m_folder.path(), "long.txt", QByteArray("lorem ipsum ").repeated(1000));
+    result = run({"note", "write", "--ipod", m_iPod, "--name", "Long", "--encoding", "utf16", file});
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY(QFileInfo(m_iPod + "/Notes/_pages/Long p6.txt").size() <= 2048);
+}
+
+void CliTest::noteWriteFailures_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QByteArray>("input");
+    QTest::addColumn<bool>("notesIsAFile");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("not UTF-8") << "n" << QByteArray("caf\xE9") << false << "standard input is not valid UTF-8";
+    QTest::newRow("name of 300 characters") << QString(300, 'n') << QByteArray("text") << false << "too long";
+    QTest::newRow("Notes is a file") << "n" << QByteArray("text") << true << "Not a directory";
+}
+
+void CliTest::noteWriteFailures()
+{
+    QFETCH(QString, name);
+    QFETCH(QByteArray, input);
+    QFETCH(bool, notesIsAFile);
+    QFETCH(QString, message);
+    if (notesIsAFile)
+        IPodFixture::writeFile(m_iPod, "Notes", "x");
+    const Result result = run({"note", "write", "--ipod", m_iPod, "--name", name, "-"}, input);
+    QCOMPARE(result.exitCode, 1);
+    QVERIFY2(result.err.contains(message), qPrintable(result.err));
+    QCOMPARE(result.err.count('\n'), 1);
+}
+
+void CliTest::writesAndRemovesContacts()
+{
+    Result result = run({"contacts", "write", "--ipod", m_iPod, "--name", "Headlines.txt", "--title", "News"},
+                        "line one\nline two");
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(IPodFixture::readFile(m_iPod + "/Contacts/TVR-Headlines.vcf"),
+             QByteArray("BEGIN:VCARD\rVERSION:3.0\rN:News\rORG:line one\\nline two\rEND:VCARD\r"));
+    result = run({"contacts", "remove", "--ipod", m_iPod, "--name", "Headlines"});
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY(!QFileInfo::exists(m_iPod + "/Contacts/TVR-Headlines.vcf"));
+    result = run({"contacts", "remove", "--ipod", m_iPod, "--name", "Headlines"});
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY(result.out.contains("Nothing to remove"));
+}
+
+QTEST_GUILESS_MAIN(CliTest)
+#include "tst_cli.moc"
