@@ -43,7 +43,7 @@ private:
     Result run(const QStringList &arguments, const QByteArray &input = QByteArray());
     void mountTable(const QList<QStringList> &mounts);
 
-    TemporaryHome *m_home = nullptr;
+    TemporaryHome m_home;
     QTemporaryDir m_folder;
     QString m_iPod;
     QString m_shuffle;
@@ -52,7 +52,6 @@ private:
 void CliTest::initTestCase()
 {
     QVERIFY2(QFileInfo::exists(qEnvironmentVariable("TIVARO_CLI")), "TIVARO_CLI names the tivaro program");
-    m_home = new TemporaryHome;
     m_iPod = IPodFixture::createWithFamily(m_folder.path() + "/Nano", 7, "NANO1");
     m_shuffle = IPodFixture::createWithFamily(m_folder.path() + "/Shuffle", 128, QString());
 }
@@ -62,7 +61,7 @@ void CliTest::init()
     QDir(m_iPod + "/Notes").removeRecursively();
     QDir(m_iPod + "/Contacts").removeRecursively();
     QFile::remove(m_iPod + "/Notes");
-    m_home->writeApplicationPreferences({});
+    m_home.writeApplicationPreferences({});
     mountTable({});
 }
 
@@ -154,7 +153,7 @@ void CliTest::listsiPodsAsText()
     QCOMPARE(result.exitCode, 0);
     QCOMPARE(result.out.trimmed(), QString("No iPod found."));
 
-    m_home->writeApplicationPreferences({{"TVRSyncSN", "SOMEONE-ELSE"}});
+    m_home.writeApplicationPreferences({{"TVRSyncSN", "SOMEONE-ELSE"}});
     mountTable({{m_iPod, "vfat"}});
     result = run({"ipods"});
     QCOMPARE(result.exitCode, 0);
@@ -190,7 +189,7 @@ void CliTest::refusesPathsThatAreNoiPod()
     QFETCH(QString, message);
     const QString broken = IPodFixture::create(m_folder.path() + "/Broken", "pszSerialNumber:\n");
     path.replace("%sysinfo", m_iPod + "/iPod_Control/Device/SysInfo")
-        .replace("%home", m_home->path())
+        .replace("%home", m_home.path())
         .replace("%broken", broken);
     for (const QStringList &arguments :
          {QStringList{"ipod", "info", path}, QStringList{"note", "write", "--ipod", path, "--name", "n"}}) {

@@ -28,15 +28,14 @@ private Q_SLOTS:
     void removesTheFile();
 
 private:
-    TemporaryHome *m_home = nullptr;
+    TemporaryHome m_home;
     QTemporaryDir m_volumes;
     TVRiPodPtr m_iPod;
 };
 
 void ContactsTest::initTestCase()
 {
-    m_home = new TemporaryHome;
-    QVERIFY(m_home->isValid());
+    QVERIFY(m_home.isValid());
 }
 
 void ContactsTest::init()

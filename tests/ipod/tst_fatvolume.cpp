@@ -30,7 +30,7 @@ private Q_SLOTS:
 private:
     static QStringList imageListing(const QString &image, const QString &folder);
 
-    TemporaryHome *m_home = nullptr;
+    TemporaryHome m_home;
     FatVolume *m_volume = nullptr;
     TVRiPodPtr m_iPod;
     QString m_longNote;
@@ -38,7 +38,6 @@ private:
 
 void FatVolumeTest::initTestCase()
 {
-    m_home = new TemporaryHome;
     m_volume = new FatVolume(QStringLiteral("TIVAROPOD"));
     if (!m_volume->isMounted())
         QSKIP(qPrintable(m_volume->skipReason()));
@@ -51,7 +50,6 @@ void FatVolumeTest::cleanupTestCase()
 {
     m_iPod.reset();
     delete m_volume;
-    delete m_home;
 }
 
 QStringList FatVolumeTest::imageListing(const QString &image, const QString &folder)

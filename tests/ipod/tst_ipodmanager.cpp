@@ -36,19 +36,18 @@ private:
     QString fixture(const QString &name, int family, const QString &serial = QStringLiteral("S1"));
     void mount(const QList<QStringList> &mounts);
 
-    TemporaryHome *m_home = nullptr;
+    TemporaryHome m_home;
     QTemporaryDir m_folder;
 };
 
 void IPodManagerTest::initTestCase()
 {
-    m_home = new TemporaryHome;
-    QVERIFY(m_home->isValid());
+    QVERIFY(m_home.isValid());
 }
 
 void IPodManagerTest::init()
 {
-    m_home->writeApplicationPreferences({});
+    m_home.writeApplicationPreferences({});
 }
 
 void IPodManagerTest::cleanup()
@@ -174,10 +173,10 @@ void IPodManagerTest::chosenByPreference()
            {fixture(QStringLiteral("Beta"), 6, QStringLiteral("BBB")), QStringLiteral("vfat")}});
     const TVRiPodManager manager = TVRiPodManager::sharedManager();
     QCOMPARE(manager.choseniPod()->name(), QStringLiteral("Alpha"));
-    m_home->writeApplicationPreferences({{QStringLiteral("TVRSyncSN"), QStringLiteral("BBB")}});
+    m_home.writeApplicationPreferences({{QStringLiteral("TVRSyncSN"), QStringLiteral("BBB")}});
     QCOMPARE(manager.choseniPod()->name(), QStringLiteral("Beta"));
     QCOMPARE(TVRiPod::connectediPod()->serialNumber(), QStringLiteral("BBB"));
-    m_home->writeApplicationPreferences({{QStringLiteral("TVRSyncSN"), QString()}});
+    m_home.writeApplicationPreferences({{QStringLiteral("TVRSyncSN"), QString()}});
     QVERIFY(!manager.choseniPod());
     QVERIFY(!TVRiPod::connectediPod());
 }
@@ -196,8 +195,8 @@ void IPodManagerTest::userHasChoseniPod()
 {
     QFETCH(QVariant, value);
     QFETCH(bool, chosen);
-    m_home->writeApplicationPreferences(value.isValid() ? QVariantMap{{QStringLiteral("TVRSyncSN"), value}}
-                                                        : QVariantMap{});
+    m_home.writeApplicationPreferences(value.isValid() ? QVariantMap{{QStringLiteral("TVRSyncSN"), value}}
+                                                       : QVariantMap{});
     QCOMPARE(TVRiPodManager::userHasChoseniPod(), chosen);
 }
 

@@ -38,19 +38,18 @@ private Q_SLOTS:
 private:
     QString freshRoot(const QString &name);
 
-    TemporaryHome *m_home = nullptr;
+    TemporaryHome m_home;
     QTemporaryDir m_volumes;
 };
 
 void IPodVolumeTest::initTestCase()
 {
-    m_home = new TemporaryHome;
-    QVERIFY(m_home->isValid());
+    QVERIFY(m_home.isValid());
 }
 
 void IPodVolumeTest::init()
 {
-    m_home->writeApplicationPreferences({});
+    m_home.writeApplicationPreferences({});
 }
 
 QString IPodVolumeTest::freshRoot(const QString &name)
@@ -260,8 +259,8 @@ void IPodVolumeTest::syncsWithTivaro()
         TVRiPod::withPath(IPodFixture::createWithFamily(freshRoot(QStringLiteral("IPOD")), family, serial));
     QVERIFY(iPod->syncsWithTivaro());
     // Another program changes the choice after the object was made: the next answer sees it.
-    m_home->writeApplicationPreferences(chosen.isValid() ? QVariantMap{{QStringLiteral("TVRSyncSN"), chosen}}
-                                                         : QVariantMap{});
+    m_home.writeApplicationPreferences(chosen.isValid() ? QVariantMap{{QStringLiteral("TVRSyncSN"), chosen}}
+                                                        : QVariantMap{});
     QCOMPARE(iPod->syncsWithTivaro(), syncs);
 }
 

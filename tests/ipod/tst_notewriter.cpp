@@ -89,22 +89,21 @@ private Q_SLOTS:
     void writeStringRefusesLossyEncoding();
 
 private:
-    TemporaryHome *m_home = nullptr;
+    TemporaryHome m_home;
     QTemporaryDir m_volumes;
     TVRiPodPtr m_iPod;
 };
 
 void NoteWriterTest::initTestCase()
 {
-    m_home = new TemporaryHome;
-    QVERIFY(m_home->isValid());
+    QVERIFY(m_home.isValid());
 }
 
 void NoteWriterTest::init()
 {
     const QString root = m_volumes.path() + QStringLiteral("/") + QString::fromLatin1(QTest::currentTestFunction());
     QDir(root).removeRecursively();
-    m_home->writeApplicationPreferences({});
+    m_home.writeApplicationPreferences({});
     m_iPod = TVRiPod::withPath(IPodFixture::createWithFamily(root, 6, QStringLiteral("SERIAL1")));
 }
 
@@ -350,11 +349,11 @@ void NoteWriterTest::writesBelowLocalPath()
 
 void NoteWriterTest::honoursTheTivaroFolderPreference()
 {
-    m_home->writeApplicationPreferences({{QStringLiteral("notesUseTVRFolder"), true}});
+    m_home.writeApplicationPreferences({{QStringLiteral("notesUseTVRFolder"), true}});
     QCOMPARE(m_iPod->realTivaroFolder(), m_iPod->notesFolder() + QStringLiteral("/Velmora"));
     QVERIFY(m_iPod->writeNoteToiPod(QStringLiteral("hello"), QStringLiteral("N"), QString()));
     QVERIFY(QFileInfo::exists(m_iPod->notesFolder() + QStringLiteral("/Velmora/N.txt")));
-    m_home->writeApplicationPreferences({{QStringLiteral("notesUseTVRFolder"), false}});
+    m_home.writeApplicationPreferences({{QStringLiteral("notesUseTVRFolder"), false}});
     QCOMPARE(m_iPod->realTivaroFolder(), m_iPod->notesFolder());
 }
 
