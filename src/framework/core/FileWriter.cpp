@@ -76,6 +76,11 @@ bool replaceExisting(const QByteArray &target, const QByteArray &data, FileWrite
     const int fd = ::open(temporary.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
     if (fd < 0)
         return fail(error, errno);
+    // The new file keeps the old one's permissions: a private file stays private. Volumes without
+    // permissions (FAT) refuse, which does not matter.
+    struct stat old {};
+    if (::stat(target.constData(), &old) == 0)
+        ::fchmod(fd, old.st_mode & 07777);
     if (!fillAndClose(fd, temporary, data, durability))
         return fail(error, errno);
     if (::rename(temporary.constData(), target.constData()) != 0) {

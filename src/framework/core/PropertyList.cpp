@@ -142,10 +142,17 @@ plist_t fromList(const QVariantList &list, QString *error)
     return array;
 }
 
-plist_t fromDate(const QDateTime &date)
+plist_t fromDate(const QDateTime &date, QString *error)
 {
     const qint64 ms = kReferenceDate.msecsTo(date);
     const qint64 seconds = ms >= 0 ? ms / 1000 : -((-ms + 999) / 1000);
+    // libplist takes the seconds as 32 bits (1932-12-13 to 2069-01-19); refuse rather than wrap.
+    if (seconds < std::numeric_limits<int32_t>::min() || seconds > std::numeric_limits<int32_t>::max()) {
+        if (error)
+            *error = QStringLiteral("the date %1 is outside the range a property list can hold")
+                         .arg(date.toString(Qt::ISODate));
+        return nullptr;
+    }
     const qint64 micro = (ms - seconds * 1000) * 1000;
     return plist_new_date(int32_t(seconds), int32_t(micro));
 }
@@ -170,8 +177,16 @@ plist_t fromVariant(const QVariant &value, QString *error)
     case QMetaType::UInt:
     case QMetaType::ULongLong:
     case QMetaType::ULong:
-    case QMetaType::UShort:
-        return plist_new_uint(value.toULongLong());
+    case QMetaType::UShort: {
+        // libplist writes and reads integers as signed 64 bits; a larger one would come back negative.
+        const quint64 number = value.toULongLong();
+        if (number > quint64(std::numeric_limits<qint64>::max())) {
+            if (error)
+                *error = QStringLiteral("the integer %1 is too large for a property list").arg(number);
+            return nullptr;
+        }
+        return plist_new_uint(number);
+    }
     case QMetaType::Double:
     case QMetaType::Float:
         return plist_new_real(value.toDouble());
@@ -180,7 +195,7 @@ plist_t fromVariant(const QVariant &value, QString *error)
         return plist_new_data(bytes.constData(), uint64_t(bytes.size()));
     }
     case QMetaType::QDateTime:
-        return fromDate(value.toDateTime());
+        return fromDate(value.toDateTime(), error);
     default:
         if (error)
             *error = QStringLiteral("a value of type %1 cannot be stored in a property list")

@@ -7,8 +7,8 @@
 #include <optional>
 
 // Property lists (XML or binary) to and from QVariant, through libplist.
-// Dictionaries are QVariantMap, arrays QVariantList, strings QString, integers qint64 (or quint64 above
-// its range), reals double, booleans bool, dates QDateTime (UTC), data QByteArray.
+// Dictionaries are QVariantMap, arrays QVariantList, strings QString, integers qint64
+// (larger ones cannot be stored), reals double, booleans bool, dates QDateTime (UTC, 1932 to 2069), data QByteArray.
 namespace PropertyList {
 
 // Parses XML or binary plist bytes; nullopt (and *error set) when the bytes are no property list.

@@ -63,14 +63,21 @@ std::optional<QString> decode(const QByteArray &bytes, unsigned encoding)
         return QString::fromLatin1(bytes);
     case ISOLatin1:
         return QString::fromLatin1(bytes);
-    case Unicode:
+    case Unicode: {
         if (bytes.size() % 2 != 0)
             return std::nullopt;
+        std::optional<QString> text;
         if (bytes.startsWith("\xFF\xFE"))
-            return strictDecode(bytes.mid(2), QStringConverter::Utf16LE);
-        if (bytes.startsWith("\xFE\xFF"))
-            return strictDecode(bytes.mid(2), QStringConverter::Utf16BE);
-        return strictDecode(bytes, QStringConverter::Utf16);
+            text = strictDecode(bytes.mid(2), QStringConverter::Utf16LE);
+        else if (bytes.startsWith("\xFE\xFF"))
+            text = strictDecode(bytes.mid(2), QStringConverter::Utf16BE);
+        else
+            text = strictDecode(bytes, QStringConverter::Utf16);
+        // Qt's UTF-16 decoder passes unpaired surrogates through without an error.
+        if (text && !text->isValidUtf16())
+            return std::nullopt;
+        return text;
+    }
     default:
         return std::nullopt;
     }

@@ -28,8 +28,11 @@ bool stringIsTrue(const QString &text)
 // A file that is there but holds no dictionary is moved aside, never overwritten unseen.
 void keepCorruptFileAside(const QString &path)
 {
-    const QString aside =
+    const QString stamp =
         path + QStringLiteral(".corrupt-") + QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
+    QString aside = stamp;
+    for (int n = 2; QFileInfo::exists(aside); ++n)
+        aside = stamp + QLatin1Char('-') + QString::number(n);
     if (QFile::rename(path, aside))
         qCWarning(lcCore) << "Preferences file" << path << "was not a property list; kept as" << aside;
 }
@@ -58,14 +61,15 @@ void UserDefaults::addSuiteNamed(const QString &suite)
 
 QVariant UserDefaults::objectForKey(const QString &key) const
 {
-    if (m_pendingRemovals.contains(key))
-        return {};
     const auto pending = m_pendingSets.constFind(key);
     if (pending != m_pendingSets.cend())
         return *pending;
-    const QVariant own = m_values.value(m_domain).value(key);
-    if (own.isValid())
-        return own;
+    // A pending removal empties only the own domain: the suites still answer, as after synchronize().
+    if (!m_pendingRemovals.contains(key)) {
+        const QVariant own = m_values.value(m_domain).value(key);
+        if (own.isValid())
+            return own;
+    }
     for (const QString &suite : m_suites) {
         const QVariant value = m_values.value(suite).value(key);
         if (value.isValid())
@@ -89,8 +93,15 @@ bool UserDefaults::boolForKey(const QString &key) const
     case QMetaType::QString:
         return stringIsTrue(value.toString());
     case QMetaType::LongLong:
+    case QMetaType::ULongLong:
     case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::Long:
+    case QMetaType::ULong:
+    case QMetaType::Short:
+    case QMetaType::UShort:
     case QMetaType::Double:
+    case QMetaType::Float:
         return value.toDouble() != 0;
     default:
         return false;
