@@ -1,0 +1,170 @@
+#!/usr/bin/env python3
+"""Writes the seed corpora under fuzz/corpus/. The committed files are its output; run it again only
+to change the seeds. Binary property lists come from Python's plistlib, which writes the same
+bplist00 format as the Mac and libplist."""
+
+import datetime
+import os
+import plistlib
+import random
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+CORPUS = os.path.join(HERE, "corpus")
+
+
+def write(target, name, data):
+    folder = os.path.join(CORPUS, target)
+    os.makedirs(folder, exist_ok=True)
+    if isinstance(data, str):
+        data = data.encode("utf-8")
+    with open(os.path.join(folder, name), "wb") as f:
+        f.write(data)
+
+
+# --- SysInfo: "key: value" lines as the iPods of each family write them --------------------------
+
+def sysinfo(board, revision, model, serial, build, extra=()):
+    lines = [
+        f"BoardHwName: {board}",
+        f"pszSerialNumber: {serial}",
+        f"ModelNumStr: {model}",
+        "FirewireGuid: 0x000A2700" + serial[-8:].encode().hex().upper()[:8],
+        f"HddFirmwareRev: BU023G  ",
+        f"RegionCode: LL(0x0001)",
+        f"PolicyFlags: 0x00000000",
+        f"buildID: {build}",
+        f"visibleBuildID: {build}",
+        f"boardHwRev: 0x00000000 (0 0.0 0)",
+        f"boardHwSwInterfaceRev: {revision}",
+        f"bootLoaderImageRev: 0x00000000 (0.0 0)",
+        *extra,
+    ]
+    return "\n".join(lines) + "\n"
+
+
+write("fuzz_sysinfo", "1g2g", sysinfo("iPod P1", "0x00010000 (1.0 0)", "M8541", "U2214XXXXAB", "0x01218000 (1.2.1)"))
+write("fuzz_sysinfo", "3g", sysinfo("iPod Q14", "0x00030001 (3.0 1)", "M9244", "U3318YYYYCD", "0x02318000 (2.3)"))
+write("fuzz_sysinfo", "mini", sysinfo("iPod Q21", "0x00040013 (4.0 19)", "M9160", "JQ4127ZZZEF", "0x01428000 (1.4.1)"))
+write("fuzz_sysinfo", "mini2g", sysinfo("iPod Q22", "0x00070002 (7.0 2)", "M9800", "JQ5201AAAGH", "0x01428000 (1.4.1)"))
+write("fuzz_sysinfo", "4g", sysinfo("iPod Q27", "0x00050013 (5.0 19)", "M9282", "8K4412BBBJK", "0x03118000 (3.1.1)"))
+write("fuzz_sysinfo", "photo", sysinfo("iPod M24", "0x00060000 (6.0 0)", "MA079", "YM5063CCCLM", "0x01228000 (1.2.1)",
+                                       ["SupportedArtworkFormats: 1009 1015 1013"]))
+write("fuzz_sysinfo", "nano", sysinfo("iPod M26", "0x000C0005 (12.0 5)", "MA005", "5U5432DDDNP", "0x01328000 (1.3)"))
+# Windows line ends, tabs and blanks around keys and values, a line without a colon, a repeated key.
+write("fuzz_sysinfo", "5g-crlf", sysinfo("iPod M25", "0x000B0005 (11.0 5)", "MA002", "JQ6021EEEQR",
+                                         "0x01218000 (1.2.1)").replace("\n", "\r\n")
+      + "\t ModelNumStr:\t MA146 \r\nno colon on this line\r\n  : \r\n")
+write("fuzz_sysinfo", "shuffle", "pszSerialNumber: 4H5300FFFST\nModelNumStr: M9724\n")
+write("fuzz_sysinfo", "empty-value", "BoardHwName: iPod Q14\npszSerialNumber:\n")
+write("fuzz_sysinfo", "empty-key", "BoardHwName: iPod Q14\n: 0x00030001\n")
+write("fuzz_sysinfo", "empty", b"")
+write("fuzz_sysinfo", "utf16le-bom", b"\xff\xfe" + sysinfo("iPod Q27", "0x00050014 (5.0 20)", "M9787", "8K5101GGGUV",
+                                                          "0x03118000 (3.1.1)").encode("utf-16-le"))
+write("fuzz_sysinfo", "utf8-bom-nbsp", b"\xef\xbb\xbfBoardHwName:\xc2\xa0iPod\xe2\x80\x83M26\npszSerialNumber: 5U\n")
+write("fuzz_sysinfo", "latin1", b"BoardHwName: iPod \xe9t\xe9\npszSerialNumber: 8K\xff\xfe\n")
+rng = random.Random(7)
+write("fuzz_sysinfo", "binary", bytes(rng.choice(b"\x01\x7f\x80\xff\t\n :abcZ0") for _ in range(300)))
+
+# --- Notes: control byte, name length, name, text (see fuzz_note_paginator.cpp) -----------------
+
+VOCABULARY = ["the", "iPod", "note", "a", "synchronised", "calendar", "of", "and", "Köln", "naïve", "日本語",
+              "Ω", "🎵", "déjà-vu", "internationalisation", "to", "is", "contacts", "x", "—"]
+
+
+def prose(words, seed):
+    r = random.Random(seed)
+    out = []
+    for k in range(words):
+        out.append(r.choice(VOCABULARY))
+        if k % 17 == 16:
+            out[-1] += "\n\n" if k % 3 else "\n"
+    return " ".join(out).encode("utf-8")
+
+
+def note(text, name=b"Note", unicode_limit=False):
+    return bytes([1 if unicode_limit else 0, len(name)]) + name + text
+
+
+def long_name_note(text, name, unicode_limit=False):
+    return bytes([2 | (1 if unicode_limit else 0), len(name) >> 8, len(name) & 0xFF]) + name + text
+
+
+write("fuzz_note_paginator", "short", note(b"Buy milk and a new battery for the iPod."))
+write("fuzz_note_paginator", "empty-text", note(b""))
+write("fuzz_note_paginator", "multi-page", note(prose(2200, 1), "Reisetagebuch Köln".encode()))
+write("fuzz_note_paginator", "multi-page-unicode", note(prose(900, 2), "日本語のノート".encode(), unicode_limit=True))
+write("fuzz_note_paginator", "many-spaces", note(b"a" + b" " * 5000 + b"b   c" + b" " * 3000, b"Spaces"))
+write("fuzz_note_paginator", "long-word", note(b"before " + b"w" * 5000 + b" after", b"Long"))
+write("fuzz_note_paginator", "word-at-limit", note(b"x" * 4096 + b" y", b"Exact"))
+# Words that fit a page alone but never beside the header, title and link.
+write("fuzz_note_paginator", "unplaceable", note(b"start " + b"z" * 4060 + b" end", b"Tight"))
+write("fuzz_note_paginator", "unplaceable-unicode", note(b"s " + "é".encode() * 1010 + b" t", b"Tight", True))
+write("fuzz_note_paginator", "newlines", note(b"line one\nline two\n\nparagraph\n" * 300, b"Lines"))
+write("fuzz_note_paginator", "long-name", long_name_note(prose(400, 3), "長い名前".encode() * 300))
+write("fuzz_note_paginator", "long-name-ascii", long_name_note(prose(400, 4), b"N" * 2500, True))
+
+# --- mountinfo -----------------------------------------------------------------------------------
+
+write("fuzz_mountinfo", "desktop", """\
+22 28 0:21 / /sys rw,nosuid,nodev,noexec,relatime shared:7 - sysfs sysfs rw
+23 28 0:22 / /proc rw,nosuid,nodev,noexec,relatime shared:13 - proc proc rw
+28 1 259:2 / / rw,relatime shared:1 - ext4 /dev/nvme0n1p2 rw,errors=remount-ro
+31 28 259:1 / /boot/efi rw,relatime shared:30 - vfat /dev/nvme0n1p1 rw,fmask=0077,dmask=0077,codepage=437,iocharset=ascii,shortname=mixed,utf8,errors=remount-ro
+45 28 0:40 / /run/user/1000 rw,nosuid,nodev,relatime shared:250 - tmpfs tmpfs rw,size=1632252k,nr_inodes=408063,mode=700,uid=1000,gid=1000
+301 45 0:55 / /run/user/1000/gvfs rw,nosuid,nodev,relatime shared:260 - fuse.gvfsd-fuse gvfsd-fuse rw,user_id=1000,group_id=1000
+412 28 8:17 / /media/anna/ANNA\\040S\\040IPOD rw,nosuid,nodev,relatime shared:301 - vfat /dev/sdb1 rw,uid=1000,gid=1000,fmask=0022,dmask=0022,codepage=437,iocharset=iso8859-1,shortname=mixed,showexec,utf8,flush,errors=remount-ro
+""")
+write("fuzz_mountinfo", "network", """\
+60 28 0:50 / /home/shared rw,relatime shared:40 - nfs4 fileserver:/export/home rw,vers=4.2,rsize=1048576,wsize=1048576,hard,proto=tcp
+61 28 0:51 / /mnt/music rw,relatime shared:41 - cifs //nas/music rw,vers=3.1.1,cache=strict,username=anna,uid=1000
+62 28 0:52 / /mnt/remote rw,nosuid,nodev,relatime shared:42 - fuse.sshfs anna@host:/home/anna rw,user_id=1000,group_id=1000
+63 28 0:53 / /net rw,relatime shared:43 - autofs /etc/auto.net rw,fd=7,pgrp=1,timeout=300,minproto=5,maxproto=5,indirect
+""")
+write("fuzz_mountinfo", "mac-ipod", """\
+70 28 8:33 / /media/anna/iPod rw,nosuid,nodev,relatime shared:55 master:3 unbindable - hfsplus /dev/sdc2 ro,umask=22,uid=1000,gid=1000,nls=utf8
+71 28 8:49 /sub /media/anna/Tab\\011and\\012newline\\134 ro,relatime - vfat /dev/sdd1 rw
+72 28 8:50 / /media/anna/stacked rw - vfat /dev/sde1 rw
+73 28 8:51 / /media/anna/stacked rw - exfat /dev/sde2 rw
+""")
+write("fuzz_mountinfo", "malformed", "1 2 3\n - - -\n5 6 7:8 / /x rw -\n9 9 9:9 / /y rw - ext4\n\\\n\\04\n\n")
+write("fuzz_mountinfo", "empty", b"")
+
+# --- Property lists --------------------------------------------------------------------------------
+
+preferences = {
+    "TVRSyncSN": "JQ6021EEEQR",
+    "notesUseTVRFolder": True,
+    "SyncInterval": 3600,
+    "LastSync": datetime.datetime(2006, 5, 4, 21, 15, 30),
+    "Plugins": ["Weather", "News", "Calendars"],
+    "WindowFrame": {"x": 120, "y": -40, "scale": 1.5},
+    "Token": b"\x00\x01\xfe\xff",
+}
+info_plist = {
+    "CFBundleIdentifier": "org.tivaro.plugin.weather",
+    "CFBundleName": "Wetter für Köln",
+    "CFBundleVersion": "1.2",
+    "NSPrincipalClass": "WeatherPlugin",
+    "TVRPluginOptions": [{"key": "units", "default": "metric"}, {"key": "days", "default": 3}],
+}
+library = {
+    "Major Version": 1, "Minor Version": 1,
+    "Tracks": {"1012": {"Track ID": 1012, "Name": "Träumerei", "Total Time": 171234, "Size": 4123456789,
+                        "Play Date": -1, "Rating": 100, "Compilation": False}},
+    "Playlists": [{"Name": "Library", "Master": True, "Playlist Items": [{"Track ID": 1012}]}],
+}
+for name, value in (("preferences", preferences), ("info", info_plist), ("library", library)):
+    write("fuzz_plist", name + ".xml", plistlib.dumps(value, fmt=plistlib.FMT_XML))
+    write("fuzz_plist", name + ".bplist", plistlib.dumps(value, fmt=plistlib.FMT_BINARY))
+write("fuzz_plist", "keyed-archive.bplist",
+      plistlib.dumps({"$archiver": "NSKeyedArchiver", "$top": {"root": plistlib.UID(1)},
+                      "$objects": ["$null", {"NS.string": "note"}], "big": 2 ** 64 - 1, "neg": -2 ** 63},
+                     fmt=plistlib.FMT_BINARY))
+write("fuzz_plist", "nested.xml", plistlib.dumps([[[[{"a": [[["deep"]]]}]]]], fmt=plistlib.FMT_XML))
+write("fuzz_plist", "entities.xml", '<?xml version="1.0" encoding="UTF-8"?>\n<plist version="1.0"><dict>'
+      '<key>a&amp;b</key><string>&lt;&#233;&#x1F3B5;&gt;</string><key>e</key><string/>'
+      '<key>r</key><real>-0.5e3</real><key>d</key><date>2001-01-01T00:00:00Z</date></dict></plist>\n')
+write("fuzz_plist", "truncated.bplist", plistlib.dumps(preferences, fmt=plistlib.FMT_BINARY)[:60])
+# UTF-16 strings holding U+0000, as a key and as a value: libplist 2.2 asserts when they are read back.
+write("fuzz_plist", "utf16-nul-string.bplist", plistlib.dumps("\u00e9\x00", fmt=plistlib.FMT_BINARY))
+write("fuzz_plist", "utf16-nul-key.bplist", plistlib.dumps({"\u00e9\x00": 1}, fmt=plistlib.FMT_BINARY))
