@@ -188,6 +188,11 @@ void TestPropertyList::rejectsWhatIsNoPropertyList_data()
                                                  "<key>Name</key>\n<string>iP");
     QTest::newRow("key without value") << QByteArray("<plist version=\"1.0\"><dict><key>a</key>");
     QTest::newRow("binary magic only") << QByteArray("bplist00");
+    // libplist aborts when asked for a string holding NUL, so such lists must be refused first.
+    QTest::newRow("binary: UTF-16 string with NUL") << QByteArray::fromHex(
+        "62706c69737430306200e9000008000000000000010100000000000000010000000000000000000000000000000d");
+    QTest::newRow("binary: dictionary key with NUL") << QByteArray::fromHex(
+        "62706c6973743030d101026200e900001001080b100000000000000101000000000000000300000000000000000000000000000012");
     QTest::newRow("binary header and garbage") << QByteArray("bplist00\x01\x02\x03\x04\x05\x06\x07\x08\x09");
 }
 

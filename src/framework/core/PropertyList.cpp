@@ -21,6 +21,64 @@ struct PlistDeleter {
 };
 using PlistPtr = std::unique_ptr<std::remove_pointer_t<plist_t>, PlistDeleter>;
 
+// The big-endian unsigned number of `width` bytes at `offset`, or nullopt past the end.
+std::optional<quint64> readBigEndian(const QByteArray &bytes, qint64 offset, int width)
+{
+    if (offset < 0 || width < 1 || width > 8 || offset + width > bytes.size())
+        return std::nullopt;
+    quint64 value = 0;
+    for (int i = 0; i < width; ++i)
+        value = (value << 8) | quint8(bytes.at(qsizetype(offset + i)));
+    return value;
+}
+
+// Whether a binary property list holds a string with a NUL character. libplist asserts (and so
+// aborts the process) when it is asked for such a string, so these lists are refused up front.
+bool binaryPlistHoldsNulInString(const QByteArray &bytes)
+{
+    constexpr qint64 kTrailerSize = 32;
+    if (!bytes.startsWith("bplist") || bytes.size() < 8 + kTrailerSize)
+        return false;
+    const qint64 trailer = bytes.size() - kTrailerSize;
+    const int offsetSize = quint8(bytes.at(qsizetype(trailer + 6)));
+    const quint64 objectCount = readBigEndian(bytes, trailer + 8, 8).value_or(0);
+    const quint64 tableOffset = readBigEndian(bytes, trailer + 24, 8).value_or(0);
+    if (offsetSize < 1 || offsetSize > 8 || tableOffset >= quint64(bytes.size()) ||
+        objectCount > quint64(bytes.size()) / quint64(offsetSize))
+        return false;
+    for (quint64 i = 0; i < objectCount; ++i) {
+        const std::optional<quint64> object =
+            readBigEndian(bytes, qint64(tableOffset + i * quint64(offsetSize)), offsetSize);
+        if (!object || *object >= quint64(bytes.size()))
+            continue;
+        const quint8 marker = quint8(bytes.at(qsizetype(*object)));
+        const int type = marker >> 4;
+        if (type != 0x5 && type != 0x6)
+            continue;
+        qint64 start = qint64(*object) + 1;
+        quint64 count = marker & 0x0F;
+        if (count == 0x0F) {
+            if (start >= bytes.size() || (quint8(bytes.at(qsizetype(start))) >> 4) != 0x1)
+                continue;
+            const int width = 1 << (quint8(bytes.at(qsizetype(start))) & 0x0F);
+            const std::optional<quint64> length = readBigEndian(bytes, start + 1, width);
+            if (!length)
+                continue;
+            count = *length;
+            start += 1 + width;
+        }
+        const quint64 unit = type == 0x6 ? 2 : 1;
+        if (count > quint64(bytes.size()) || start + qint64(count * unit) > bytes.size())
+            continue;
+        for (quint64 c = 0; c < count; ++c) {
+            const qsizetype at = qsizetype(start + qint64(c * unit));
+            if (bytes.at(at) == 0 && (unit == 1 || bytes.at(at + 1) == 0))
+                return true;
+        }
+    }
+    return false;
+}
+
 QVariant toVariant(plist_t node);
 
 QVariant dictToVariant(plist_t node)
@@ -75,11 +133,9 @@ QVariant toVariant(plist_t node)
         return value;
     }
     case PLIST_STRING: {
-        char *value = nullptr;
-        plist_get_string_val(node, &value);
-        const QString text = QString::fromUtf8(value);
-        free(value);
-        return text;
+        uint64_t length = 0;
+        const char *value = plist_get_string_ptr(node, &length);
+        return QString::fromUtf8(value, qsizetype(length));
     }
     case PLIST_KEY: {
         char *value = nullptr;
@@ -213,6 +269,11 @@ std::optional<QVariant> fromData(const QByteArray &bytes, QString *error)
     if (bytes.isEmpty() || bytes.size() > std::numeric_limits<int32_t>::max()) {
         if (error)
             *error = bytes.isEmpty() ? QStringLiteral("empty file") : QStringLiteral("file too large");
+        return std::nullopt;
+    }
+    if (binaryPlistHoldsNulInString(bytes)) {
+        if (error)
+            *error = QStringLiteral("a string holds a NUL character");
         return std::nullopt;
     }
     plist_t root = nullptr;
