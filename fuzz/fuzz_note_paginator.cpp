@@ -23,13 +23,11 @@ void check(bool condition)
         __builtin_trap();
 }
 
-// Where each word begins; words are the pieces between single spaces, empty ones included.
-std::vector<qsizetype> wordStarts(const QByteArray &text)
+// The end of the word that starts at `start`: the next space, or the end of the text.
+qsizetype wordEnd(const QByteArray &text, qsizetype start)
 {
-    std::vector<qsizetype> starts{0};
-    for (qsizetype space = text.indexOf(' '); space >= 0; space = text.indexOf(' ', space + 1))
-        starts.push_back(space + 1);
-    return starts;
+    const qsizetype space = text.indexOf(' ', start);
+    return space < 0 ? text.size() : space;
 }
 
 // Header and title, as every page that keeps its words begins.
@@ -40,24 +38,26 @@ QByteArray pageStart(int index, const QString &name)
 
 void checkPages(const std::vector<NotePage> &pages, const QByteArray &text, const QString &name, int limit)
 {
-    const std::vector<qsizetype> starts = wordStarts(text);
-    const qsizetype wordTotal = qsizetype(starts.size());
-    const auto wordEnd = [&](qsizetype w) { return w + 1 < wordTotal ? starts[size_t(w + 1)] - 1 : text.size(); };
     check(!pages.empty());
+    // Where the next page's words must start; past the end once every word is on a page.
     qsizetype next = 0;
     for (size_t k = 0; k < pages.size(); ++k) {
         const NotePage &page = pages[k];
         const bool last = k + 1 == pages.size();
         const int index = int(k);
-        // Words in order, from word 0, neither skipped nor repeated.
+        const bool holdsWords = page.textOffset >= 0;
+        // Words in order, from the first, neither skipped nor repeated, whole words only.
         check(page.index == index);
-        check(page.firstWord == next);
-        check(page.wordCount >= 0 && next + page.wordCount <= wordTotal);
-        next += page.wordCount;
+        if (holdsWords) {
+            check(page.textOffset == next && page.textLength >= 0);
+            const qsizetype end = page.textOffset + page.textLength;
+            check(end <= text.size() && (end == text.size() || text.at(end) == ' '));
+            next = end + 1;
+        }
 
         if (page.bytes.isEmpty()) {
             // Only the page that ends the note early is written empty.
-            check(page.wordCount == 0 && last);
+            check(!holdsWords && last);
             continue;
         }
         // The first page links into the overflow folder; the others link beside themselves or, when
@@ -68,14 +68,12 @@ void checkPages(const std::vector<NotePage> &pages, const QByteArray &text, cons
         QByteArray tail;
         if (page.bytes.startsWith(start)) {
             // The page's words joined by single spaces are the stretch of text they came from.
-            const qsizetype bodyStart = page.wordCount ? starts[size_t(page.firstWord)] : 0;
-            const qsizetype bodyEnd = page.wordCount ? wordEnd(page.firstWord + page.wordCount - 1) : 0;
-            const QByteArrayView body(text.constData() + bodyStart, bodyEnd - bodyStart);
+            const QByteArrayView body(text.constData() + (holdsWords ? page.textOffset : 0), page.textLength);
             check(QByteArrayView(page.bytes).sliced(start.size()).startsWith(body));
             tail = page.bytes.mid(start.size() + body.size());
         } else {
             // Taking back a page's only word cuts its buffer at the last space of header and title.
-            check(page.wordCount == 0 && !last);
+            check(!holdsWords && !last);
             const QByteArray cut = start.left(start.lastIndexOf(' '));
             check(page.bytes.startsWith(cut));
             tail = page.bytes.mid(cut.size());
@@ -87,17 +85,17 @@ void checkPages(const std::vector<NotePage> &pages, const QByteArray &text, cons
         check(page.bytes.size() <= limit + slack);
     }
 
-    if (next == wordTotal)
+    if (next > text.size())
         return;
     // The note stops early only before a word longer than a page, or before a word that could not be
     // placed on two pages in a row, which the last page, written empty, records.
-    const qsizetype stopLength = wordEnd(next) - starts[size_t(next)];
+    const qsizetype stopLength = wordEnd(text, next) - next;
     if (stopLength > limit)
         return;
     check(pages.size() >= 3);
     const NotePage &empty = pages.back();
     const NotePage &tried = pages[pages.size() - 2];
-    check(empty.bytes.isEmpty() && tried.wordCount == 0 && tried.firstWord == next);
+    check(empty.bytes.isEmpty() && tried.textOffset < 0);
     const int triedIndex = int(pages.size() - 2);
     const qsizetype room =
         limit - pageStart(triedIndex, name).size() - NotePaginator::linkForPageAtIndex(triedIndex, 1, name).size();

@@ -213,7 +213,8 @@ void NoteWriterTest::singleWordStaysBelowTheLimit()
     QList<NotePage> pages = paginate(fits, QStringLiteral("N"));
     QCOMPARE(pages.size(), 1);
     QCOMPARE(pages.first().bytes.size(), NotePaginator::kPageLimit - 1);
-    QCOMPARE(pages.first().wordCount, 1);
+    QCOMPARE(pages.first().textOffset, 0);
+    QCOMPARE(pages.first().textLength, fits.size());
 }
 
 void NoteWriterTest::overLongWordEndsTheNote()
@@ -229,7 +230,7 @@ void NoteWriterTest::overLongWordAfterAPageWritesThatPage()
     const QList<NotePage> pages = paginate("short words " + QByteArray(4097, 'x') + " never", QStringLiteral("N"));
     QCOMPARE(pages.size(), 1);
     QCOMPARE(pages.first().bytes, startOf(QStringLiteral("N")) + "short words");
-    QCOMPARE(pages.first().wordCount, 2);
+    QCOMPARE(pages.first().textLength, qsizetype(11));
 }
 
 void NoteWriterTest::unicodeEncodingHalvesTheLimit()
@@ -262,8 +263,8 @@ void NoteWriterTest::wordsSurviveAcrossPages()
     QFETCH(QByteArray, text);
     const QList<NotePage> pages = paginate(text, QStringLiteral("N"));
     QVERIFY(pages.size() > 1);
-    const QByteArrayList allWords = text.split(' ');
     QByteArrayList recovered;
+    qsizetype expectedOffset = 0;
     for (const NotePage &page : pages) {
         QVERIFY(page.bytes.size() <= NotePaginator::kPageLimit);
         const QByteArray prefix = startOf(TVRiPod::pageNameAtIndex(page.index, QStringLiteral("N")));
@@ -276,8 +277,10 @@ void NoteWriterTest::wordsSurviveAcrossPages()
             QVERIFY2(body.endsWith(linkTo(next)), page.bytes.right(80).constData());
             body.chop(linkTo(next).size());
         }
-        QCOMPARE(body, allWords.mid(page.firstWord, page.wordCount).join(' '));
-        recovered += allWords.mid(page.firstWord, page.wordCount);
+        QCOMPARE(page.textOffset, expectedOffset);
+        QCOMPARE(body, text.mid(page.textOffset, page.textLength));
+        recovered += body;
+        expectedOffset = page.textOffset + page.textLength + 1;
     }
     QCOMPARE(recovered.join(' '), text);
 }
@@ -305,7 +308,8 @@ void NoteWriterTest::singleWordPageCutsIntoTitle()
     const QList<NotePage> pages = paginate(big + ' ' + last, QStringLiteral("N"));
     QCOMPARE(pages.size(), 3);
     QCOMPARE(pages.at(0).bytes, QByteArray("<?xml") + linkTo(QStringLiteral("_pages/N p2.txt")));
-    QCOMPARE(pages.at(0).wordCount, 0);
+    QCOMPARE(pages.at(0).textOffset, qsizetype(-1));
+    QCOMPARE(pages.at(1).textOffset, qsizetype(0));
     QCOMPARE(pages.at(1).bytes, startOf(QStringLiteral("N p2")) + big);
     QCOMPARE(pages.at(2).bytes, startOf(QStringLiteral("N p3")) + last);
 }
@@ -321,7 +325,7 @@ void NoteWriterTest::unplaceableWordEndsTheNote()
     QCOMPARE(pages.at(1).bytes, kHeader + QByteArray("<title>N") + linkTo(QStringLiteral("N p3.txt")));
     QCOMPARE(pages.at(2).bytes, QByteArray());
     for (const NotePage &page : pages)
-        QCOMPARE(page.wordCount, 0);
+        QCOMPARE(page.textOffset, qsizetype(-1));
 }
 
 void NoteWriterTest::writesFilesWithCorrectedNames()

@@ -97,7 +97,12 @@ namespace FileWriter {
 
 bool writeAtomically(const QString &path, const QByteArray &data, Durability durability, QString *error)
 {
-    const QByteArray target = QFile::encodeName(path);
+    return writeAtomicallyToEncodedPath(QFile::encodeName(path), data, durability, error);
+}
+
+bool writeAtomicallyToEncodedPath(const QByteArray &target, const QByteArray &data, Durability durability,
+                                  QString *error)
+{
     const int fd = ::open(target.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
     if (fd >= 0) {
         if (!fillAndClose(fd, target, data, durability))

@@ -18,5 +18,9 @@ enum Durability {
 // exclusively and removed again if the write fails, so a failure leaves nothing behind.
 // On failure returns false and sets *error to the system's reason.
 bool writeAtomically(const QString &path, const QByteArray &data, Durability durability, QString *error = nullptr);
+// The same for a path already encoded for the file system (QFile::encodeName), for callers that
+// write many files into one folder.
+bool writeAtomicallyToEncodedPath(const QByteArray &encodedPath, const QByteArray &data, Durability durability,
+                                  QString *error = nullptr);
 
 } // namespace FileWriter

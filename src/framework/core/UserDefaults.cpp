@@ -10,6 +10,8 @@
 #include <QFileInfo>
 #include <QLockFile>
 
+#include <sys/stat.h>
+
 namespace {
 
 bool stringIsTrue(const QString &text)
@@ -47,16 +49,16 @@ QString UserDefaults::applicationDomain()
 UserDefaults::UserDefaults(const QString &domain)
     : m_domain(domain)
 {
-    m_values.insert(m_domain, readDomain(m_domain));
+    refreshDomain(m_domain);
 }
 
 void UserDefaults::addSuiteNamed(const QString &suite)
 {
-    if (suite.isEmpty() || m_suites.contains(suite))
+    // The own domain is searched first anyway; as a suite too it would only be read twice.
+    if (suite.isEmpty() || suite == m_domain || m_suites.contains(suite))
         return;
     m_suites.append(suite);
-    if (!m_values.contains(suite))
-        m_values.insert(suite, readDomain(suite));
+    refreshDomain(suite);
 }
 
 QVariant UserDefaults::objectForKey(const QString &key) const
@@ -151,17 +153,30 @@ bool UserDefaults::synchronize(QString *error)
 {
     if ((!m_pendingSets.isEmpty() || !m_pendingRemovals.isEmpty()) && !writePendingChanges(error))
         return false;
-    m_values.insert(m_domain, readDomain(m_domain));
+    refreshDomain(m_domain);
     for (const QString &suite : std::as_const(m_suites))
-        m_values.insert(suite, readDomain(suite));
+        refreshDomain(suite);
     return true;
 }
 
-QVariantMap UserDefaults::readDomain(const QString &domain) const
+void UserDefaults::refreshDomain(const QString &domain)
 {
     const QString path = Paths::preferencesFileForDomain(domain);
-    if (!QFileInfo::exists(path))
-        return {};
+    struct stat info {};
+    FileStamp stamp;
+    if (::stat(QFile::encodeName(path).constData(), &info) == 0)
+        stamp = FileStamp{quint64(info.st_ino), qint64(info.st_size),
+                          qint64(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec,
+                          qint64(info.st_ctim.tv_sec) * 1000000000 + info.st_ctim.tv_nsec};
+    const auto known = m_stamps.constFind(domain);
+    if (known != m_stamps.cend() && *known == stamp && m_values.contains(domain))
+        return;
+    m_values.insert(domain, stamp.size < 0 ? QVariantMap() : readDomain(path));
+    m_stamps.insert(domain, stamp);
+}
+
+QVariantMap UserDefaults::readDomain(const QString &path) const
+{
     QString reason;
     const std::optional<QVariant> root = PropertyList::readFile(path, &reason);
     if (!root || root->metaType().id() != QMetaType::QVariantMap) {

@@ -49,12 +49,23 @@ public:
     bool synchronize(QString *error = nullptr);
 
 private:
-    QVariantMap readDomain(const QString &domain) const;
+    // Reads a domain's file again unless it is the very file last read (same inode, size and times).
+    void refreshDomain(const QString &domain);
+    QVariantMap readDomain(const QString &path) const;
     bool writePendingChanges(QString *error);
 
     QString m_domain;
     QStringList m_suites;
+    struct FileStamp {
+        quint64 inode = 0;
+        qint64 size = -1;
+        qint64 modifiedNs = -1;
+        qint64 changedNs = -1;
+        bool operator==(const FileStamp &) const = default;
+    };
+
     QHash<QString, QVariantMap> m_values;
+    QHash<QString, FileStamp> m_stamps;
     QVariantMap m_pendingSets;
     QSet<QString> m_pendingRemovals;
 };

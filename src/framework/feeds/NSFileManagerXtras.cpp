@@ -2,6 +2,8 @@
 
 #include <QFile>
 
+#include <algorithm>
+
 #include <sys/stat.h>
 
 namespace {
@@ -21,15 +23,22 @@ bool buildPath(const QString &path)
     const QByteArray encoded = QFile::encodeName(path);
     if (encoded.isEmpty())
         return false;
-    // Walk the components, creating each prefix that is missing; a failure shows in the final check.
-    for (qsizetype slash = encoded.indexOf('/', 1); slash >= 0; slash = encoded.indexOf('/', slash + 1)) {
+    struct stat info {};
+    if (::stat(encoded.constData(), &info) == 0)
+        return true;
+    // Create each missing component from the top; those above the deepest one that exists are
+    // skipped without a look, which is what makes a path under an existing folder cheap.
+    qsizetype existing = encoded.size();
+    while ((existing = encoded.lastIndexOf('/', existing - 1)) > 0 && !exists(encoded.left(existing))) {
+    }
+    for (qsizetype slash = encoded.indexOf('/', std::max<qsizetype>(existing, 0) + 1); slash >= 0;
+         slash = encoded.indexOf('/', slash + 1)) {
         const QByteArray prefix = encoded.left(slash);
         if (!exists(prefix))
             ::mkdir(prefix.constData(), 0777);
     }
     if (!exists(encoded))
         ::mkdir(encoded.constData(), 0777);
-    struct stat info {};
     return ::stat(encoded.constData(), &info) == 0;
 }
 

@@ -2,11 +2,13 @@
 
 #include "ipodnotes.h"
 
+#include <algorithm>
 #include <cstring>
 
 NotePaginator::NotePaginator(int limit, const QString &noteName)
     : m_limit(limit)
     , m_noteName(noteName)
+    , m_nameUtf8(noteName.toUtf8())
 {
     m_buffer.reserve(kPageLimit);
 }
@@ -47,97 +49,132 @@ QByteArray NotePaginator::header()
     return QByteArrayLiteral("<?xml encoding=\"UTF-8\"?>");
 }
 
-void NotePaginator::splitWords(const QByteArray &text)
+QByteArray NotePaginator::fileNameBytesForPage(int index, const QByteArray &nameUtf8)
 {
-    m_words.clear();
-    const char *begin = text.constData();
-    const char *end = begin + text.size();
-    const char *start = begin;
-    for (;;) {
-        const void *space = std::memchr(start, ' ', size_t(end - start));
-        const char *stop = space ? static_cast<const char *>(space) : end;
-        m_words.push_back(Word{start - begin, stop - start});
-        if (!space)
-            break;
-        start = stop + 1;
-    }
+    QByteArray name = nameUtf8;
+    if (index > 0)
+        name += " p" + QByteArray::number(qint64(index) + 1);
+    return name + ".txt";
 }
 
-// The loop follows the page-filling rules step by step: a word is taken while buffer + word + 1 fits;
-// a word that does not fit closes the page with a link, taking back the page's last word until the
-// link fits; a word longer than a page ends the note.
+// Titles and links are built as bytes: per page, string building would cost more than the search.
+void NotePaginator::appendPageName(QByteArray &bytes, int index) const
+{
+    bytes.append(m_nameUtf8);
+    if (index > 0)
+        bytes.append(" p").append(QByteArray::number(qint64(index) + 1));
+}
+
+QByteArray NotePaginator::linkBytes(int index, int placement, qsizetype *units) const
+{
+    QByteArray link;
+    if (unsigned(placement) <= 1) {
+        link.append("\n\n<a href=\"");
+        if (placement == 0)
+            link.append("_pages/");
+        link.append(fileNameBytesForPage(index + 1, m_nameUtf8)).append("\">Next</a>");
+    }
+    // Only the name can hold anything but ASCII.
+    *units = link.isEmpty() ? 0 : link.size() - m_nameUtf8.size() + m_noteName.size();
+    return link;
+}
+
+namespace {
+
+// The end of the word starting at `start`: the next space, or the end of the text.
+qsizetype wordEnd(const char *text, qsizetype size, qsizetype start)
+{
+    const void *space = std::memchr(text + start, ' ', size_t(size - start));
+    return space ? static_cast<const char *>(space) - text : size;
+}
+
+// The last space in [from, to), or -1.
+qsizetype lastSpace(const char *text, qsizetype from, qsizetype to)
+{
+    if (to <= from)
+        return -1;
+    const void *space = ::memrchr(text + from, ' ', size_t(to - from));
+    return space ? static_cast<const char *>(space) - text : -1;
+}
+
+} // namespace
+
+bool NotePaginator::emitPage(int index, qsizetype textOffset, qsizetype textLength, const PageSink &sink)
+{
+    const bool accepted = sink(NotePage{index, m_buffer, textOffset, textLength});
+    // Emptied, not released: the next page reuses the allocation.
+    m_buffer.truncate(0);
+    return accepted;
+}
+
 bool NotePaginator::paginate(const QByteArray &utf8Text, const PageSink &sink)
 {
-    splitWords(utf8Text);
-    qsizetype n = qsizetype(m_words.size());
-    qsizetype i = 0;
-    int page = 0;
-    bool firstOnPage = true;
-    bool retry = false;
-    qsizetype pageStart = 0;
-    qsizetype previousPageStart = -1;
-    m_buffer.clear();
+    const char *text = utf8Text.constData();
+    const qsizetype size = utf8Text.size();
+    const qsizetype limit = m_limit;
+    qsizetype start = 0;          // where this page's first word starts
+    qsizetype previousStart = -1; // where the page before it started
+    m_buffer.truncate(0);
 
-    while (i < n) {
-        bool writePage = false;
-        const Word word = m_words[size_t(i)];
-        // A page after the second that starts where its predecessor started took no word: that
-        // word can never be placed, and the rules would write linked empty pages forever.
-        const bool stuck = m_buffer.isEmpty() && !retry && page >= 2 && i == previousPageStart;
-        if (word.length > m_limit || stuck) {
-            n = i;
-            writePage = true;
-        } else if (!retry) {
-            if (m_buffer.isEmpty()) {
-                m_buffer.append(header());
-                ipodnotes::appendString(m_buffer, titleForPage(page, m_noteName));
-                firstOnPage = true;
-                pageStart = i;
-            }
-            if (m_buffer.size() + word.length + 1 <= m_limit) {
-                if (!firstOnPage)
-                    m_buffer.append(' ');
-                m_buffer.append(utf8Text.constData() + word.offset, word.length);
-                firstOnPage = false;
-                ++i;
-                if (i < n) {
-                    retry = false;
-                    continue;
-                }
-                writePage = true;
-            }
+    for (int page = 0;; ++page) {
+        const qsizetype firstEnd = wordEnd(text, size, start);
+        // A page after the second that starts where its predecessor started took no word: that word
+        // can never be placed, and the rules alone would chain empty pages forever. Like a word longer
+        // than a page, it ends the note with an empty page.
+        const bool stuck = page >= 2 && start == previousStart;
+        if (firstEnd - start > limit || stuck)
+            return emitPage(page, -1, 0, sink);
+
+        m_buffer.append(header()).append("<title>");
+        appendPageName(m_buffer, page);
+        m_buffer.append("</title>");
+        const qsizetype prefix = m_buffer.size();
+
+        // Take words while page + word + 1 fits: the text from `start` to the end of the last word
+        // taken, which always ends before a space or at the end of the text.
+        qsizetype end = -1;
+        if (prefix + (firstEnd - start) + 1 <= limit) {
+            const qsizetype room = limit - prefix;
+            end = size - start <= room ? size : lastSpace(text, start, start + room + 1);
+        }
+        if (end == size) {
+            m_buffer.append(text + start, end - start);
+            return emitPage(page, start, end - start, sink);
         }
 
-        if (!writePage) {
-            const int placement = page == 0 ? 0 : (i == n - 1 ? 2 : 1);
-            const QString link = linkForPageAtIndex(page, placement, m_noteName);
-            if (m_buffer.size() + link.size() <= m_limit) {
-                ipodnotes::appendString(m_buffer, link);
-                --i;
-                writePage = true;
-            } else if (i <= pageStart) {
-                // The page holds no word of its own any more and the link still does not fit: only
-                // a note name of thousands of characters does that. Taking back more would reach
-                // into the previous page.
+        const qsizetype next = end < 0 ? start : end + 1;
+        const qsizetype nextEnd = wordEnd(text, size, next);
+        // The word that does not fit is longer than any page: the note ends with this page. (When no
+        // word was taken, the next word is the first one, already known to be no longer than a page.)
+        if (end >= 0 && nextEnd - next > limit) {
+            m_buffer.append(text + start, end - start);
+            return emitPage(page, start, end - start, sink);
+        }
+
+        const int placement = page == 0 ? 0 : (nextEnd == size ? 2 : 1);
+        // The link's length counts characters, the page's bytes.
+        qsizetype linkLength = 0;
+        const QByteArray link = linkBytes(page, placement, &linkLength);
+        qsizetype pageEnd = end;
+        qsizetype nextStart = next;
+        if (end >= 0 && prefix + (end - start) + linkLength > limit) {
+            // Take words back until the link fits.
+            pageEnd = lastSpace(text, start, std::min(end, start + limit - prefix - linkLength + 1));
+            nextStart = pageEnd < 0 ? start : pageEnd + 1;
+        }
+        if (pageEnd >= 0) {
+            m_buffer.append(text + start, pageEnd - start);
+        } else if (end >= 0 || prefix + linkLength > limit) {
+            // Taking back the page's only word cuts into the title or header, back to its last space.
+            ipodnotes::deleteCharactersFromEndToCharacter(m_buffer, ' ');
+            // When even that leaves no room for the link, the note name alone fills a page.
+            if (m_buffer.size() + linkLength > limit || end < 0)
                 return false;
-            } else {
-                ipodnotes::deleteCharactersFromEndToCharacter(m_buffer, ' ');
-                --i;
-                retry = true;
-                continue;
-            }
         }
-
-        const qsizetype wordsOnPage = std::max<qsizetype>(0, std::min(i + 1, n) - pageStart);
-        const NotePage out{page, m_buffer, pageStart, m_buffer.isEmpty() ? 0 : wordsOnPage};
-        if (!sink(out))
+        m_buffer.append(link);
+        if (!emitPage(page, pageEnd < 0 ? -1 : start, pageEnd < 0 ? 0 : pageEnd - start, sink))
             return false;
-        previousPageStart = pageStart;
-        ++page;
-        m_buffer.clear();
-        ++i;
-        retry = false;
-        pageStart = i;
+        previousStart = start;
+        start = nextStart;
     }
-    return true;
 }

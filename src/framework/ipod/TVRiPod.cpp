@@ -350,20 +350,25 @@ bool TVRiPod::writeNoteToiPod(const QString &text, const QString &name, const QS
 
     const QString folder = PathUtils::appendingPathComponent(realTivaroFolder(), localPath);
     const QString overflowFolder = PathUtils::appendingPathComponent(folder, pagesOverflowDirectory());
-    QString lastBuiltFolder;
+    // Paths are put together as bytes: for a chain of a thousand pages, string work per page would
+    // cost as much as writing the page.
+    const QByteArray folderBytes = QFile::encodeName(folder) + '/';
+    const QByteArray overflowBytes = QFile::encodeName(overflowFolder) + '/';
+    const QByteArray nameBytes = noteName.toUtf8();
+    int builtFolders = 0; // bit 0: the note's folder, bit 1: the overflow folder
     NotePaginator paginator(limit, noteName);
     const bool written = paginator.paginate(text.toUtf8(), [&](const NotePage &page) {
-        const QString pageFolder = page.index == 0 ? folder : overflowFolder;
-        // Each folder is built once a note, not once a page: a chain of a thousand pages stays fast.
-        if (pageFolder != lastBuiltFolder && NSFileManagerXtras::buildPath(pageFolder))
-            lastBuiltFolder = pageFolder;
-        const QString pagePath = PathUtils::appendingPathComponent(pageFolder, fileNameForPage(page.index, noteName));
+        const int folderBit = page.index == 0 ? 1 : 2;
+        if (!(builtFolders & folderBit) && NSFileManagerXtras::buildPath(page.index == 0 ? folder : overflowFolder))
+            builtFolders |= folderBit;
+        const QByteArray pagePath = (page.index == 0 ? folderBytes : overflowBytes) +
+                                    NotePaginator::fileNameBytesForPage(page.index, nameBytes);
         QString reason;
-        if (FileWriter::writeAtomically(pagePath, page.bytes, FileWriter::Cached, &reason)) {
+        if (FileWriter::writeAtomicallyToEncodedPath(pagePath, page.bytes, FileWriter::Cached, &reason)) {
             ++m_lastNotePageCount;
             return true;
         }
-        failWith(QStringLiteral("Cannot write %1: %2").arg(pagePath, reason));
+        failWith(QStringLiteral("Cannot write %1: %2").arg(QFile::decodeName(pagePath), reason));
         return false;
     });
     if (!written && m_lastError.isEmpty())
