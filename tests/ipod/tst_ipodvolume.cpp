@@ -24,6 +24,7 @@ private Q_SLOTS:
     void sysInfoLines();
     void malformedSysInfoRaises_data();
     void malformedSysInfoRaises();
+    void binarySysInfoCountsAsNone();
 
     void identity();
     void folders();
@@ -176,6 +177,18 @@ void IPodVolumeTest::malformedSysInfoRaises()
         QCOMPARE(error.line(), line);
         QVERIFY(error.message().contains(QStringLiteral("SysInfo")));
     }
+}
+
+// A SysInfo of binary junk (as some modded iPods carry) is no text: the iPod is taken for a shuffle.
+void IPodVolumeTest::binarySysInfoCountsAsNone()
+{
+    const QString root = IPodFixture::create(freshRoot(QStringLiteral("IPOD")), QString());
+    IPodFixture::writeFile(root, QStringLiteral("iPod_Control/Device/SysInfo"),
+                           QByteArray("\x01\x00pszSerialNumber: X\n\xff\x00", 22));
+    const TVRiPodPtr iPod = TVRiPod::withPath(root);
+    QVERIFY(!iPod->deviceInformation().has_value());
+    QCOMPARE(iPod->iPodFamily(), 128);
+    QVERIFY(iPod->serialNumber().isNull());
 }
 
 void IPodVolumeTest::identity()
