@@ -17,4 +17,16 @@ TVRiPodPtr open(const QString &path, Console &console)
     return TVRiPod::iPodAtPath(path);
 }
 
+TVRiPodPtr openWithText(const QString &path, const QString &input, Console &console, QString *text)
+{
+    TVRiPodPtr iPod = open(path, console);
+    if (!iPod)
+        return nullptr;
+    const std::optional<QString> read = console.readTextInput(input);
+    if (!read)
+        return nullptr;
+    *text = *read;
+    return iPod;
+}
+
 } // namespace IPodOpener

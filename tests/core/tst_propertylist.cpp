@@ -15,12 +15,9 @@
 namespace {
 
 // Turns XML bytes into the binary format with libplist itself, to read binary files as they come.
-QByteArray toBinary(const QByteArray &xml)
+// Serialises and frees a libplist tree.
+QByteArray binaryOf(plist_t root)
 {
-    plist_t root = nullptr;
-    plist_from_xml(xml.constData(), uint32_t(xml.size()), &root);
-    if (!root)
-        return {};
     char *bytes = nullptr;
     uint32_t length = 0;
     plist_to_bin(root, &bytes, &length);
@@ -28,6 +25,13 @@ QByteArray toBinary(const QByteArray &xml)
     const QByteArray binary(bytes, qsizetype(length));
     free(bytes);
     return binary;
+}
+
+QByteArray toBinary(const QByteArray &xml)
+{
+    plist_t root = nullptr;
+    plist_from_xml(xml.constData(), uint32_t(xml.size()), &root);
+    return root ? binaryOf(root) : QByteArray();
 }
 
 QDateTime utc(int year, int month, int day, int hour = 0, int minute = 0, int second = 0)
@@ -151,12 +155,7 @@ void TestPropertyList::readsBinaryFiles()
     plist_array_append_item(list, plist_new_string("a"));
     plist_array_append_item(list, plist_new_dict());
     plist_dict_set_item(root, "List", list);
-    char *bytes = nullptr;
-    uint32_t length = 0;
-    plist_to_bin(root, &bytes, &length);
-    plist_free(root);
-    const QByteArray binary(bytes, qsizetype(length));
-    free(bytes);
+    const QByteArray binary = binaryOf(root);
 
     QString error;
     const std::optional<QVariant> value = PropertyList::fromData(binary, &error);

@@ -31,15 +31,14 @@ int ContactsWriteCommand::run(const QStringList &arguments, Console &console)
     if (parser.positionalArguments().size() > 1)
         return console.fail(QStringLiteral("contacts write takes at most one FILE"), ExitCode::Usage);
 
-    const TVRiPodPtr iPod = IPodOpener::open(parser.value(ipod), console);
+    QString text;
+    const TVRiPodPtr iPod =
+        IPodOpener::openWithText(parser.value(ipod), parser.positionalArguments().value(0), console, &text);
     if (!iPod)
-        return ExitCode::Failure;
-    const std::optional<QString> text = console.readTextInput(parser.positionalArguments().value(0));
-    if (!text)
         return ExitCode::Failure;
 
     const std::shared_ptr<TVRContactsManager> contacts = iPod->contactsManagerNamed(parser.value(name));
-    contacts->appendContactWithText(*text, parser.value(title));
+    contacts->appendContactWithText(text, parser.value(title));
     if (!contacts->writeContactsFileToiPod())
         return console.fail(contacts->lastErrorString(), ExitCode::Failure);
     console.print(QStringLiteral("Wrote %1").arg(contacts->contactsPath()));

@@ -36,15 +36,14 @@ int NoteWriteCommand::run(const QStringList &arguments, Console &console)
     if (parser.positionalArguments().size() > 1)
         return console.fail(QStringLiteral("note write takes at most one FILE"), ExitCode::Usage);
 
-    const TVRiPodPtr iPod = IPodOpener::open(parser.value(ipod), console);
+    QString text;
+    const TVRiPodPtr iPod =
+        IPodOpener::openWithText(parser.value(ipod), parser.positionalArguments().value(0), console, &text);
     if (!iPod)
-        return ExitCode::Failure;
-    const std::optional<QString> text = console.readTextInput(parser.positionalArguments().value(0));
-    if (!text)
         return ExitCode::Failure;
 
     const unsigned chosen = encodingName == QLatin1String("utf16") ? StringEncoding::Unicode : StringEncoding::UTF8;
-    if (!iPod->writeNoteToiPod(*text, parser.value(name), parser.value(localPath), chosen))
+    if (!iPod->writeNoteToiPod(text, parser.value(name), parser.value(localPath), chosen))
         return console.fail(iPod->lastErrorString(), ExitCode::Failure);
     const QString folder = PathUtils::appendingPathComponent(iPod->realTivaroFolder(), parser.value(localPath));
     console.print(QStringLiteral("Wrote the note \"%1\" in %2 page(s) to %3")
