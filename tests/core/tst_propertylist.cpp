@@ -15,6 +15,26 @@
 namespace {
 
 // Turns XML bytes into the binary format with libplist itself, to read binary files as they come.
+// A binary property list of the given objects (the first is the top one), with 4-byte offsets and
+// 2-byte object references, for shapes libplist itself would never write.
+QByteArray binaryList(const QList<QByteArray> &objects)
+{
+    QByteArray bytes("bplist00");
+    QList<quint32> offsets;
+    for (const QByteArray &object : objects) {
+        offsets << quint32(bytes.size());
+        bytes += object;
+    }
+    const quint64 table = quint64(bytes.size());
+    for (const quint32 offset : offsets)
+        bytes += QByteArray::fromHex(QByteArray::number(offset, 16).rightJustified(8, '0'));
+    bytes += QByteArray(6, '\0') + char(4) + char(2);
+    bytes += QByteArray::fromHex(QByteArray::number(qulonglong(objects.size()), 16).rightJustified(16, '0'));
+    bytes += QByteArray(8, '\0');
+    bytes += QByteArray::fromHex(QByteArray::number(table, 16).rightJustified(16, '0'));
+    return bytes;
+}
+
 // Serialises and frees a libplist tree.
 QByteArray binaryOf(plist_t root)
 {
@@ -193,6 +213,31 @@ void TestPropertyList::rejectsWhatIsNoPropertyList_data()
     QTest::newRow("binary: dictionary key with NUL") << QByteArray::fromHex(
         "62706c6973743030d101026200e900001001080b100000000000000101000000000000000300000000000000000000000000000012");
     QTest::newRow("binary header and garbage") << QByteArray("bplist00\x01\x02\x03\x04\x05\x06\x07\x08\x09");
+
+    // The same NUL key, its length written as a 16-byte integer that libplist accepts.
+    QTest::newRow("binary: NUL key with a 128-bit length")
+        << binaryList({QByteArray::fromHex("d100010002"),
+                       QByteArray::fromHex("6f14") + QByteArray(15, '\0') + QByteArray::fromHex("0200e90000"),
+                       QByteArray::fromHex("09")});
+    // Nesting deep enough to exhaust a stack that recursion walks.
+    QList<QByteArray> nested;
+    for (int i = 0; i < 2000; ++i)
+        nested << QByteArray::fromHex("a1") + QByteArray(1, char((i + 1) >> 8)) + QByteArray(1, char((i + 1) & 0xFF));
+    nested << QByteArray::fromHex("09");
+    QTest::newRow("binary: arrays 2000 deep") << binaryList(nested);
+    QTest::newRow("XML: arrays 2000 deep")
+        << QByteArray("<plist version=\"1.0\">" + QByteArray("<array>").repeated(2000) +
+                      QByteArray("</array>").repeated(2000) + "</plist>");
+    // Each array holds the next one twice: 40 objects stand for 2^40 values once copied out.
+    QList<QByteArray> doubling;
+    for (int i = 0; i < 40; ++i) {
+        const QByteArray next = QByteArray(1, char(0)) + QByteArray(1, char(i + 1));
+        doubling << QByteArray::fromHex("a2") + next + next;
+    }
+    doubling << QByteArray::fromHex("09");
+    QTest::newRow("binary: shared arrays expanding to 2^40 values") << binaryList(doubling);
+    QTest::newRow("date after 2069") << QByteArray("<plist version=\"1.0\"><dict><key>until</key>"
+                                                   "<date>2100-01-01T00:00:00Z</date></dict></plist>");
 }
 
 void TestPropertyList::rejectsWhatIsNoPropertyList()

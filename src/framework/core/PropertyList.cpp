@@ -1,6 +1,7 @@
 #include "PropertyList.h"
 
 #include "FileWriter.h"
+#include "PropertyListGuard.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -21,152 +22,113 @@ struct PlistDeleter {
 };
 using PlistPtr = std::unique_ptr<std::remove_pointer_t<plist_t>, PlistDeleter>;
 
-// The big-endian unsigned number of `width` bytes at `offset`, or nullopt past the end.
-std::optional<quint64> readBigEndian(const QByteArray &bytes, qint64 offset, int width)
+// Turns a libplist tree into QVariants, refusing what libplist cannot give back faithfully.
+class Reader
 {
-    if (offset < 0 || width < 1 || width > 8 || offset + width > bytes.size())
-        return std::nullopt;
-    quint64 value = 0;
-    for (int i = 0; i < width; ++i)
-        value = (value << 8) | quint8(bytes.at(qsizetype(offset + i)));
-    return value;
-}
+public:
+    QString error;
 
-// Whether a binary property list holds a string with a NUL character. libplist asserts (and so
-// aborts the process) when it is asked for such a string, so these lists are refused up front.
-bool binaryPlistHoldsNulInString(const QByteArray &bytes)
-{
-    constexpr qint64 kTrailerSize = 32;
-    if (!bytes.startsWith("bplist") || bytes.size() < 8 + kTrailerSize)
-        return false;
-    const qint64 trailer = bytes.size() - kTrailerSize;
-    const int offsetSize = quint8(bytes.at(qsizetype(trailer + 6)));
-    const quint64 objectCount = readBigEndian(bytes, trailer + 8, 8).value_or(0);
-    const quint64 tableOffset = readBigEndian(bytes, trailer + 24, 8).value_or(0);
-    if (offsetSize < 1 || offsetSize > 8 || tableOffset >= quint64(bytes.size()) ||
-        objectCount > quint64(bytes.size()) / quint64(offsetSize))
-        return false;
-    for (quint64 i = 0; i < objectCount; ++i) {
-        const std::optional<quint64> object =
-            readBigEndian(bytes, qint64(tableOffset + i * quint64(offsetSize)), offsetSize);
-        if (!object || *object >= quint64(bytes.size()))
-            continue;
-        const quint8 marker = quint8(bytes.at(qsizetype(*object)));
-        const int type = marker >> 4;
-        if (type != 0x5 && type != 0x6)
-            continue;
-        qint64 start = qint64(*object) + 1;
-        quint64 count = marker & 0x0F;
-        if (count == 0x0F) {
-            if (start >= bytes.size() || (quint8(bytes.at(qsizetype(start))) >> 4) != 0x1)
-                continue;
-            const int width = 1 << (quint8(bytes.at(qsizetype(start))) & 0x0F);
-            const std::optional<quint64> length = readBigEndian(bytes, start + 1, width);
-            if (!length)
-                continue;
-            count = *length;
-            start += 1 + width;
+    QVariant read(plist_t node, int depth = 0)
+    {
+        if (depth > PropertyListGuard::kMaximumDepth) {
+            fail(QStringLiteral("it nests deeper than %1 levels").arg(PropertyListGuard::kMaximumDepth));
+            return {};
         }
-        const quint64 unit = type == 0x6 ? 2 : 1;
-        if (count > quint64(bytes.size()) || start + qint64(count * unit) > bytes.size())
-            continue;
-        for (quint64 c = 0; c < count; ++c) {
-            const qsizetype at = qsizetype(start + qint64(c * unit));
-            if (bytes.at(at) == 0 && (unit == 1 || bytes.at(at + 1) == 0))
-                return true;
+        switch (plist_get_node_type(node)) {
+        case PLIST_DICT:
+            return readDict(node, depth);
+        case PLIST_ARRAY:
+            return readArray(node, depth);
+        case PLIST_BOOLEAN: {
+            uint8_t value = 0;
+            plist_get_bool_val(node, &value);
+            return bool(value);
+        }
+        case PLIST_UINT: {
+            uint64_t value = 0;
+            plist_get_uint_val(node, &value);
+            // libplist keeps negative integers as their two's complement in 64 bits.
+            return qint64(value);
+        }
+        case PLIST_REAL: {
+            double value = 0;
+            plist_get_real_val(node, &value);
+            return value;
+        }
+        case PLIST_STRING: {
+            uint64_t length = 0;
+            const char *value = plist_get_string_ptr(node, &length);
+            return QString::fromUtf8(value, qsizetype(length));
+        }
+        case PLIST_DATA: {
+            char *value = nullptr;
+            uint64_t length = 0;
+            plist_get_data_val(node, &value, &length);
+            const QByteArray bytes(value, qsizetype(length));
+            free(value);
+            return bytes;
+        }
+        case PLIST_DATE:
+            return readDate(node);
+        case PLIST_UID: {
+            uint64_t value = 0;
+            plist_get_uid_val(node, &value);
+            return qint64(value);
+        }
+        default:
+            return {};
         }
     }
-    return false;
-}
 
-QVariant toVariant(plist_t node);
+private:
+    void fail(const QString &reason)
+    {
+        if (error.isEmpty())
+            error = reason;
+    }
 
-QVariant dictToVariant(plist_t node)
-{
-    QVariantMap map;
-    plist_dict_iter it = nullptr;
-    plist_dict_new_iter(node, &it);
-    for (;;) {
-        char *key = nullptr;
-        plist_t value = nullptr;
-        plist_dict_next_item(node, it, &key, &value);
-        if (!key)
-            break;
-        map.insert(QString::fromUtf8(key), toVariant(value));
-        free(key);
+    QVariant readDict(plist_t node, int depth)
+    {
+        QVariantMap map;
+        plist_dict_iter it = nullptr;
+        plist_dict_new_iter(node, &it);
+        while (error.isEmpty()) {
+            char *key = nullptr;
+            plist_t value = nullptr;
+            plist_dict_next_item(node, it, &key, &value);
+            if (!key)
+                break;
+            map.insert(QString::fromUtf8(key), read(value, depth + 1));
+            free(key);
+        }
+        free(it);
+        return map;
     }
-    free(it);
-    return map;
-}
 
-QVariant arrayToVariant(plist_t node)
-{
-    QVariantList list;
-    const uint32_t count = plist_array_get_size(node);
-    list.reserve(static_cast<qsizetype>(count));
-    for (uint32_t i = 0; i < count; ++i)
-        list.append(toVariant(plist_array_get_item(node, i)));
-    return list;
-}
+    QVariant readArray(plist_t node, int depth)
+    {
+        QVariantList list;
+        const uint32_t count = plist_array_get_size(node);
+        list.reserve(static_cast<qsizetype>(count));
+        for (uint32_t i = 0; i < count && error.isEmpty(); ++i)
+            list.append(read(plist_array_get_item(node, i), depth + 1));
+        return list;
+    }
 
-QVariant toVariant(plist_t node)
-{
-    switch (plist_get_node_type(node)) {
-    case PLIST_DICT:
-        return dictToVariant(node);
-    case PLIST_ARRAY:
-        return arrayToVariant(node);
-    case PLIST_BOOLEAN: {
-        uint8_t value = 0;
-        plist_get_bool_val(node, &value);
-        return bool(value);
-    }
-    case PLIST_UINT: {
-        uint64_t value = 0;
-        plist_get_uint_val(node, &value);
-        // libplist keeps negative integers as their two's complement in 64 bits.
-        return qint64(value);
-    }
-    case PLIST_REAL: {
-        double value = 0;
-        plist_get_real_val(node, &value);
-        return value;
-    }
-    case PLIST_STRING: {
-        uint64_t length = 0;
-        const char *value = plist_get_string_ptr(node, &length);
-        return QString::fromUtf8(value, qsizetype(length));
-    }
-    case PLIST_KEY: {
-        char *value = nullptr;
-        plist_get_key_val(node, &value);
-        const QString text = QString::fromUtf8(value);
-        free(value);
-        return text;
-    }
-    case PLIST_DATA: {
-        char *value = nullptr;
-        uint64_t length = 0;
-        plist_get_data_val(node, &value, &length);
-        const QByteArray bytes(value, qsizetype(length));
-        free(value);
-        return bytes;
-    }
-    case PLIST_DATE: {
+    // libplist hands dates out as 32-bit seconds: one beyond 1932 to 2069 comes out as the lowest
+    // value, never as itself. (Its date comparison cannot tell either: it is wrong before 2001.)
+    QVariant readDate(plist_t node)
+    {
         int32_t seconds = 0;
         int32_t microseconds = 0;
         plist_get_date_val(node, &seconds, &microseconds);
+        if (seconds == std::numeric_limits<int32_t>::min()) {
+            fail(QStringLiteral("a date lies outside 1932 to 2069, which cannot be read faithfully"));
+            return {};
+        }
         return kReferenceDate.addMSecs(qint64(seconds) * 1000 + microseconds / 1000);
     }
-    case PLIST_UID: {
-        uint64_t value = 0;
-        plist_get_uid_val(node, &value);
-        return qint64(value);
-    }
-    default:
-        return {};
-    }
-}
+};
 
 plist_t fromVariant(const QVariant &value, QString *error);
 
@@ -271,9 +233,10 @@ std::optional<QVariant> fromData(const QByteArray &bytes, QString *error)
             *error = bytes.isEmpty() ? QStringLiteral("empty file") : QStringLiteral("file too large");
         return std::nullopt;
     }
-    if (binaryPlistHoldsNulInString(bytes)) {
+    const QString unsafe = PropertyListGuard::problemWith(bytes);
+    if (!unsafe.isEmpty()) {
         if (error)
-            *error = QStringLiteral("a string holds a NUL character");
+            *error = QStringLiteral("refused: ") + unsafe;
         return std::nullopt;
     }
     plist_t root = nullptr;
@@ -284,7 +247,14 @@ std::optional<QVariant> fromData(const QByteArray &bytes, QString *error)
         return std::nullopt;
     }
     const PlistPtr owner(root);
-    return toVariant(root);
+    Reader reader;
+    QVariant value = reader.read(root);
+    if (!reader.error.isEmpty()) {
+        if (error)
+            *error = reader.error;
+        return std::nullopt;
+    }
+    return value;
 }
 
 std::optional<QVariant> readFile(const QString &path, QString *error)
