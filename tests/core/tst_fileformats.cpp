@@ -310,6 +310,14 @@ void TestFileFormats::replacesExistingFile()
     QCOMPARE(readAll(path), QByteArray("newer"));
     QCOMPARE(entriesOf(folder.path()), QStringList{QStringLiteral("prefs.plist")});
 
+    // A link to the file stays a link; the file it points to is replaced.
+    const QString link = folder.filePath(QStringLiteral("link.plist"));
+    QVERIFY(QFile::link(path, link));
+    QVERIFY(FileWriter::writeAtomically(link, QByteArray("through the link"), FileWriter::Durable));
+    QVERIFY(QFileInfo(link).isSymLink());
+    QCOMPARE(readAll(path), QByteArray("through the link"));
+    QVERIFY(QFile::remove(link));
+
     // A private file stays private when it is replaced.
     QVERIFY(QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner));
     QVERIFY(FileWriter::writeAtomically(path, QByteArray("private"), FileWriter::Durable));

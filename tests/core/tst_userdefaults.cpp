@@ -59,6 +59,7 @@ private Q_SLOTS:
     void corruptFileIsKeptAside_data();
     void corruptFileIsKeptAside();
     void failedSynchronizeKeepsChanges();
+    void unreadableFileIsNotTakenForCorrupt();
     void boolForKey_data();
     void boolForKey();
     void typedGetters();
@@ -264,6 +265,26 @@ void TestUserDefaults::corruptFileIsKeptAside()
     QFile kept(QFileInfo(path).absolutePath() + QLatin1Char('/') + aside.constFirst());
     QVERIFY(kept.open(QIODevice::ReadOnly));
     QCOMPARE(kept.readAll(), contents);
+}
+
+// A file that cannot be read is no evidence of corruption: it must be neither moved nor replaced.
+void TestUserDefaults::unreadableFileIsNotTakenForCorrupt()
+{
+    TemporaryHome home;
+    const QString path = Paths::preferencesFileForDomain(kDomain);
+    // Even root cannot read a folder as a file.
+    QVERIFY(QDir().mkpath(path));
+    UserDefaults defaults(kDomain);
+    defaults.setObject(QStringLiteral("kept"), QStringLiteral("Pending"));
+    QString error;
+    QVERIFY(!defaults.synchronize(&error));
+    QVERIFY2(error.contains(QStringLiteral("cannot read")), qPrintable(error));
+    QVERIFY(QFileInfo(path).isDir());
+    QVERIFY(QDir(QFileInfo(path).absolutePath()).entryList({QStringLiteral("*.corrupt-*")}).isEmpty());
+
+    QVERIFY(QDir(path).removeRecursively());
+    QVERIFY2(defaults.synchronize(&error), qPrintable(error));
+    QCOMPARE(readPreferences(kDomain), (QVariantMap{{QStringLiteral("Pending"), QStringLiteral("kept")}}));
 }
 
 void TestUserDefaults::failedSynchronizeKeepsChanges()

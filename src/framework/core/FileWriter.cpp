@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include <fcntl.h>
@@ -69,9 +70,18 @@ QByteArray temporaryNameBeside(const QByteArray &target)
     return folder + ".tvr-" + QByteArray::number(::getpid()) + '-' + QByteArray::number(counter++) + ".tmp";
 }
 
-bool replaceExisting(const QByteArray &target, const QByteArray &data, FileWriter::Durability durability,
-                     QString *error)
+bool replaceExisting(const QByteArray &link, const QByteArray &data, FileWriter::Durability durability, QString *error)
 {
+    // A symbolic link (a dotfile manager's, say) stays: the file it points to is what gets replaced.
+    QByteArray target = link;
+    struct stat linkInfo {};
+    if (::lstat(link.constData(), &linkInfo) == 0 && S_ISLNK(linkInfo.st_mode)) {
+        char *resolved = ::realpath(link.constData(), nullptr);
+        if (!resolved)
+            return fail(error, errno);
+        target = resolved;
+        ::free(resolved);
+    }
     const QByteArray temporary = temporaryNameBeside(target);
     const int fd = ::open(temporary.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
     if (fd < 0)

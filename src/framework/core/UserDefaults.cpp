@@ -27,16 +27,19 @@ bool stringIsTrue(const QString &text)
     return isNumber && number != 0;
 }
 
-// A file that is there but holds no dictionary is moved aside, never overwritten unseen.
-void keepCorruptFileAside(const QString &path)
+// A file that is there but holds no dictionary is moved aside, never overwritten unseen. False when
+// it could not be moved: then it must not be overwritten either.
+bool keepCorruptFileAside(const QString &path)
 {
     const QString stamp =
         path + QStringLiteral(".corrupt-") + QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
     QString aside = stamp;
     for (int n = 2; QFileInfo::exists(aside); ++n)
         aside = stamp + QLatin1Char('-') + QString::number(n);
-    if (QFile::rename(path, aside))
-        qCWarning(lcCore) << "Preferences file" << path << "was not a property list; kept as" << aside;
+    if (!QFile::rename(path, aside))
+        return false;
+    qCWarning(lcCore) << "Preferences file" << path << "was not a property list; kept as" << aside;
+    return true;
 }
 
 } // namespace
@@ -205,11 +208,22 @@ bool UserDefaults::writePendingChanges(QString *error)
 
     QVariantMap values;
     if (QFileInfo::exists(path)) {
-        const std::optional<QVariant> root = PropertyList::readFile(path);
-        if (root && root->metaType().id() == QMetaType::QVariantMap)
+        // A file that cannot be read (permissions, a failing disk) is not corrupt: nothing is written
+        // over it, and the changes wait for the next try.
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly)) {
+            if (error)
+                *error = QStringLiteral("cannot read %1: %2").arg(path, file.errorString());
+            return false;
+        }
+        const std::optional<QVariant> root = PropertyList::fromData(file.readAll());
+        if (root && root->metaType().id() == QMetaType::QVariantMap) {
             values = root->toMap();
-        else
-            keepCorruptFileAside(path);
+        } else if (!keepCorruptFileAside(path)) {
+            if (error)
+                *error = QStringLiteral("%1 is not a property list and cannot be moved aside").arg(path);
+            return false;
+        }
     }
     for (const QString &key : std::as_const(m_pendingRemovals))
         values.remove(key);
