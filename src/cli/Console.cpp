@@ -11,6 +11,8 @@
 
 #include <cstdio>
 
+#include <unistd.h>
+
 Console::Console()
     : m_out(stdout)
     , m_err(stderr)
@@ -36,6 +38,12 @@ int Console::fail(const QString &message, int exitCode)
     return exitCode;
 }
 
+void Console::warn(const QString &message)
+{
+    m_err << "tivaro: warning: " << message << '\n';
+    m_err.flush();
+}
+
 std::optional<QString> Console::readTextInput(const QString &fileOrDash)
 {
     QFile file;
@@ -43,6 +51,9 @@ std::optional<QString> Console::readTextInput(const QString &fileOrDash)
     const bool opened = standardInput ? file.open(stdin, QIODevice::ReadOnly)
                                       : (file.setFileName(fileOrDash), file.open(QIODevice::ReadOnly));
     const QString what = standardInput ? QStringLiteral("standard input") : fileOrDash;
+    // Someone typing at a terminal is told how to finish.
+    if (standardInput && ::isatty(STDIN_FILENO))
+        m_err << "Reading the text from standard input; end it with Ctrl-D.\n" << Qt::flush;
     if (!opened) {
         fail(QStringLiteral("cannot read %1: %2").arg(what, file.errorString()), ExitCode::Failure);
         return std::nullopt;

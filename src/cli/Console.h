@@ -16,6 +16,8 @@ public:
     void printJson(const QJsonValue &value);
     // "tivaro: <message>" on standard error; returns `exitCode` so commands can `return console.fail(...)`.
     int fail(const QString &message, int exitCode);
+    // "tivaro: warning: <message>" on standard error, for work done with a caveat.
+    void warn(const QString &message);
 
     // The text of FILE, or of standard input for "-" or no argument. Nullopt, after printing why,
     // when it cannot be read or is not UTF-8.

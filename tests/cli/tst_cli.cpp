@@ -82,7 +82,7 @@ void CliTest::mountTable(const QList<QStringList> &mounts)
     const QString path = m_folder.path() + "/mountinfo";
     QFile file(path);
     QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(IPodFixture::mountInfo(mounts));
+    file.write("1 0 8:1 / / rw,relatime shared:1 - ext4 /dev/sda1 rw\n" + IPodFixture::mountInfo(mounts));
     file.close();
     qputenv("TIVARO_MOUNTINFO", QFile::encodeName(path));
 }
@@ -99,6 +99,9 @@ void CliTest::usageErrors_data()
     QTest::newRow("bad encoding") << QStringList{"note", "write", "--ipod", "/x", "--name", "n", "--encoding", "latin1"}
                                   << 2 << "--encoding is utf8 or utf16";
     QTest::newRow("two paths") << QStringList{"ipod", "info", "/a", "/b"} << 2 << "exactly one PATH";
+    QTest::newRow("ipods with arguments") << QStringList{"ipods", "extra"} << 2 << "ipods takes no arguments";
+    QTest::newRow("contacts name with a slash")
+        << QStringList{"contacts", "remove", "--ipod", "/x", "--name", "a/b"} << 2 << "cannot hold \"/\"";
     QTest::newRow("contacts without title")
         << QStringList{"contacts", "write", "--ipod", "/x", "--name", "n"} << 2 << "needs --title";
 }
@@ -152,6 +155,11 @@ void CliTest::listsiPodsAsText()
     Result result = run({"ipods"});
     QCOMPARE(result.exitCode, 0);
     QCOMPARE(result.out.trimmed(), QString("No iPod found."));
+
+    qputenv("TIVARO_MOUNTINFO", QFile::encodeName(m_folder.path() + "/no-such-table"));
+    result = run({"ipods"});
+    QCOMPARE(result.exitCode, 1);
+    QVERIFY2(result.err.contains("cannot read the mount table"), qPrintable(result.err));
 
     m_home.writeApplicationPreferences({{"TVRSyncSN", "SOMEONE-ELSE"}});
     mountTable({{m_iPod, "vfat"}});
@@ -208,6 +216,12 @@ void CliTest::writesANote()
     QVERIFY(result.out.contains("1 page(s)"));
     QCOMPARE(IPodFixture::readFile(m_iPod + "/Notes/Inbox/Hello- World.txt"),
              QByteArray("<?xml encoding=\"UTF-8\"?><title>Hello- World</title>Hi there"));
+
+    // Text after a word longer than a page is left out, and the user is told.
+    result = run({"note", "write", "--ipod", m_iPod, "--name", "Cut"}, "before " + QByteArray(5000, 'w') + " after");
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY2(result.err.contains("warning: the note stops before a word longer than a page; the last 5006 bytes"),
+             qPrintable(result.err));
 
     const QString file = m_folder.path() + "/long.txt";
     IPodFixture::writeFile(m_folder.path(), "long.txt", QByteArray("lorem ipsum ").repeated(1000));

@@ -76,6 +76,8 @@ void ContactsTest::cardFormat_data()
     QTest::newRow("exactly 2000") << QString(2000, 'x') << QStringList{QString(2000, 'x')};
     QTest::newRow("4001 in three lines") << QString(4001, 'y')
                                          << QStringList{QString(2000, 'y'), QString(2000, 'y'), "y"};
+    const QString emoji = QStringLiteral("\U0001F600");
+    QTest::newRow("a pair is never split") << QString(1999, 'e') + emoji << QStringList{QString(1999, 'e'), emoji};
     QTest::newRow("escapes counted after escaping") << QString(1999, 'z') + "\n"
                                                     << QStringList{QString(1999, 'z') + "\\", "n"};
 }

@@ -83,6 +83,7 @@ private Q_SLOTS:
 
     void writesFilesWithCorrectedNames();
     void writesBelowLocalPath();
+    void staysInsideTheNotesFolder();
     void honoursTheTivaroFolderPreference();
     void failsWhenNotesIsAFile();
     void failsForOverLongName();
@@ -192,6 +193,7 @@ void NoteWriterTest::emptyTextWritesHeaderAndTitle()
              startOf(QStringLiteral("Empty")));
     QVERIFY(!QFileInfo::exists(m_iPod->notesFolder() + QStringLiteral("/_pages")));
     QCOMPARE(m_iPod->lastNotePageCount(), 1);
+    QCOMPARE(m_iPod->lastNoteDroppedBytes(), qsizetype(0));
 }
 
 // A word is taken while buffer + word + 1 <= limit, so a page after a space may be exactly full.
@@ -223,6 +225,7 @@ void NoteWriterTest::overLongWordEndsTheNote()
                                     QString()));
     QCOMPARE(IPodFixture::readFile(m_iPod->notesFolder() + QStringLiteral("/Long.txt")), QByteArray());
     QCOMPARE(m_iPod->lastNotePageCount(), 1);
+    QCOMPARE(m_iPod->lastNoteDroppedBytes(), qsizetype(5006));
 }
 
 void NoteWriterTest::overLongWordAfterAPageWritesThatPage()
@@ -349,6 +352,16 @@ void NoteWriterTest::writesBelowLocalPath()
         m_iPod->writeNoteToiPod(QString::fromLatin1(words(2500, 3)), QStringLiteral("N"), QStringLiteral("Sub/Dir")));
     QVERIFY(QFileInfo::exists(m_iPod->notesFolder() + QStringLiteral("/Sub/Dir/N.txt")));
     QVERIFY(QFileInfo::exists(m_iPod->notesFolder() + QStringLiteral("/Sub/Dir/_pages/N p3.txt")));
+}
+
+void NoteWriterTest::staysInsideTheNotesFolder()
+{
+    QVERIFY(!m_iPod->writeNoteToiPod(QStringLiteral("x"), QStringLiteral("N"), QStringLiteral("a/../../escaped")));
+    QVERIFY(m_iPod->lastErrorString().contains(QStringLiteral("outside the notes folder")));
+    QVERIFY(!QFileInfo::exists(m_iPod->path() + QStringLiteral("/escaped")));
+    // A leading slash still means a folder below the notes folder.
+    QVERIFY(m_iPod->writeNoteToiPod(QStringLiteral("x"), QStringLiteral("N"), QStringLiteral("/Inbox")));
+    QVERIFY(QFileInfo::exists(m_iPod->notesFolder() + QStringLiteral("/Inbox/N.txt")));
 }
 
 void NoteWriterTest::honoursTheTivaroFolderPreference()

@@ -23,6 +23,9 @@ int ContactsRemoveCommand::run(const QStringList &arguments, Console &console)
     if (const std::optional<int> exit = options.require({QStringLiteral("ipod"), QStringLiteral("name")}, console))
         return *exit;
 
+    if (options.parser().value(name).contains(QLatin1Char('/')))
+        return console.fail(QStringLiteral("--name names a file in the Contacts folder and cannot hold \"/\""),
+                            ExitCode::Usage);
     const TVRiPodPtr iPod = IPodOpener::open(options.parser().value(ipod), console);
     if (!iPod)
         return ExitCode::Failure;

@@ -31,6 +31,9 @@ int ContactsWriteCommand::run(const QStringList &arguments, Console &console)
     if (parser.positionalArguments().size() > 1)
         return console.fail(QStringLiteral("contacts write takes at most one FILE"), ExitCode::Usage);
 
+    if (options.parser().value(name).contains(QLatin1Char('/')))
+        return console.fail(QStringLiteral("--name names a file in the Contacts folder and cannot hold \"/\""),
+                            ExitCode::Usage);
     QString text;
     const TVRiPodPtr iPod =
         IPodOpener::openWithText(parser.value(ipod), parser.positionalArguments().value(0), console, &text);

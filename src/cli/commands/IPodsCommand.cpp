@@ -5,6 +5,7 @@
 #include "ExitCode.h"
 #include "IPodDescription.h"
 
+#include "core/MountTable.h"
 #include "ipod/TVRiPodManager.h"
 
 #include <QJsonArray>
@@ -18,6 +19,12 @@ int IPodsCommand::run(const QStringList &arguments, Console &console)
     if (const std::optional<int> exit = options.parse(arguments, console))
         return *exit;
 
+    if (!options.parser().positionalArguments().isEmpty())
+        return console.fail(QStringLiteral("ipods takes no arguments"), ExitCode::Usage);
+    // Every system mounts something; an empty table means it could not be read.
+    if (MountTable::current().isEmpty())
+        return console.fail(QStringLiteral("cannot read the mount table %1").arg(MountTable::currentSourcePath()),
+                            ExitCode::Failure);
     const QList<DetectedVolume> volumes = TVRiPodManager::sharedManager().scanVolumes();
     QList<DetectedVolume> unusable;
     QJsonArray iPods;

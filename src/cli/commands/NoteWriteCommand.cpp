@@ -46,6 +46,9 @@ int NoteWriteCommand::run(const QStringList &arguments, Console &console)
     if (!iPod->writeNoteToiPod(text, parser.value(name), parser.value(localPath), chosen))
         return console.fail(iPod->lastErrorString(), ExitCode::Failure);
     const QString folder = PathUtils::appendingPathComponent(iPod->realTivaroFolder(), parser.value(localPath));
+    if (iPod->lastNoteDroppedBytes() > 0)
+        console.warn(QStringLiteral("the note stops before a word longer than a page; the last %1 bytes were left out")
+                         .arg(iPod->lastNoteDroppedBytes()));
     console.print(QStringLiteral("Wrote the note \"%1\" in %2 page(s) to %3")
                       .arg(parser.value(name))
                       .arg(iPod->lastNotePageCount())

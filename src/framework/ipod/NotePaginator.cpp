@@ -115,6 +115,7 @@ bool NotePaginator::paginate(const QByteArray &utf8Text, const PageSink &sink)
     qsizetype start = 0;          // where this page's first word starts
     qsizetype previousStart = -1; // where the page before it started
     m_buffer.truncate(0);
+    m_droppedFrom = -1;
 
     for (int page = 0;; ++page) {
         const qsizetype firstEnd = wordEnd(text, size, start);
@@ -122,8 +123,10 @@ bool NotePaginator::paginate(const QByteArray &utf8Text, const PageSink &sink)
         // can never be placed, and the rules alone would chain empty pages forever. Like a word longer
         // than a page, it ends the note with an empty page.
         const bool stuck = page >= 2 && start == previousStart;
-        if (firstEnd - start > limit || stuck)
+        if (firstEnd - start > limit || stuck) {
+            m_droppedFrom = start;
             return emitPage(page, -1, 0, sink);
+        }
 
         m_buffer.append(header()).append("<title>");
         appendPageName(m_buffer, page);
@@ -147,6 +150,7 @@ bool NotePaginator::paginate(const QByteArray &utf8Text, const PageSink &sink)
         // The word that does not fit is longer than any page: the note ends with this page. (When no
         // word was taken, the next word is the first one, already known to be no longer than a page.)
         if (end >= 0 && nextEnd - next > limit) {
+            m_droppedFrom = next;
             m_buffer.append(text + start, end - start);
             return emitPage(page, start, end - start, sink);
         }

@@ -34,6 +34,9 @@ public:
 
     // Runs the pages through `sink` in order. True when every page was accepted.
     bool paginate(const QByteArray &utf8Text, const PageSink &sink);
+    // Where the last note ended early, before a word that no page can hold; -1 when it ended with
+    // its text. The rest of the text is left out, as notes always have been; callers may say so.
+    qsizetype droppedFrom() const { return m_droppedFrom; }
 
     // The names the pages, their files, titles and links use.
     static QString pagesOverflowDirectory();
@@ -59,4 +62,5 @@ private:
     QString m_noteName;
     QByteArray m_nameUtf8;
     QByteArray m_buffer;
+    qsizetype m_droppedFrom = -1;
 };

@@ -9,6 +9,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
+
 namespace {
 
 constexpr qsizetype kOrgLineLength = 2000;
@@ -34,8 +36,15 @@ QString TVRContactsManager::cardWithText(const QString &text, const QString &tit
     escaped.replace(QLatin1Char('\n'), QStringLiteral("\\n"));
     escaped.replace(QLatin1Char('\r'), QStringLiteral("\\n"));
     QString orgLines;
-    for (qsizetype start = 0; start < escaped.size(); start += kOrgLineLength)
-        orgLines += QStringLiteral("ORG:") + escaped.mid(start, kOrgLineLength) + QLatin1Char('\r');
+    for (qsizetype start = 0; start < escaped.size();) {
+        qsizetype length = std::min(kOrgLineLength, escaped.size() - start);
+        // A line never ends between the two halves of a character beyond 16 bits (an emoji, say):
+        // split, neither half could be written.
+        if (length == kOrgLineLength && escaped.at(start + length - 1).isHighSurrogate())
+            --length;
+        orgLines += QStringLiteral("ORG:") + escaped.mid(start, length) + QLatin1Char('\r');
+        start += length;
+    }
     return QStringLiteral("BEGIN:VCARD\rVERSION:3.0\rN:") + title + QLatin1Char('\r') + orgLines +
            QStringLiteral("END:VCARD\r");
 }
@@ -67,9 +76,9 @@ bool TVRContactsManager::writeContactsFileToiPod()
     const QString folder = m_iPod->contactsFolder();
     if (!QFileInfo::exists(folder))
         QDir().mkdir(folder);
-    std::optional<QByteArray> bytes = StringEncoding::encode(m_contacts, StringEncoding::Default);
-    if (!bytes)
-        bytes = StringEncoding::encode(m_contacts, StringEncoding::Unicode);
+    // The default encoding is UTF-8, which holds every character: 16-bit Unicode, the fallback for
+    // narrower defaults, would fail wherever UTF-8 does (text with a broken surrogate pair).
+    const std::optional<QByteArray> bytes = StringEncoding::encode(m_contacts, StringEncoding::Default);
     QString reason;
     if (bytes && FileWriter::writeAtomically(m_contactsPath, *bytes, FileWriter::Cached, &reason))
         return true;

@@ -342,12 +342,16 @@ bool TVRiPod::writeNoteToiPod(const QString &text, const QString &name, const QS
     const QString noteName = NSStringXtra::correctFilename(name);
     m_lastError.clear();
     m_lastNotePageCount = 0;
+    m_lastNoteDroppedBytes = 0;
     // Said here in words the user understands; a later page's longer name fails in the write below.
     if (QFile::encodeName(fileNameForPage(0, noteName)).size() > kMaximumFileNameBytes)
         return failWith(QStringLiteral("The note name \"%1\" is too long for a file on the iPod (at most %2 bytes).")
                             .arg(name)
                             .arg(kMaximumFileNameBytes));
 
+    // Notes stay below the notes folder, whatever folder a plug-in asks for.
+    if (localPath.split(QLatin1Char('/')).contains(QStringLiteral("..")))
+        return failWith(QStringLiteral("The folder \"%1\" is outside the notes folder.").arg(localPath));
     const QString folder = PathUtils::appendingPathComponent(realTivaroFolder(), localPath);
     const QString overflowFolder = PathUtils::appendingPathComponent(folder, pagesOverflowDirectory());
     // Paths are put together as bytes: for a chain of a thousand pages, string work per page would
@@ -357,7 +361,8 @@ bool TVRiPod::writeNoteToiPod(const QString &text, const QString &name, const QS
     const QByteArray nameBytes = noteName.toUtf8();
     int builtFolders = 0; // bit 0: the note's folder, bit 1: the overflow folder
     NotePaginator paginator(limit, noteName);
-    const bool written = paginator.paginate(text.toUtf8(), [&](const NotePage &page) {
+    const QByteArray utf8 = text.toUtf8();
+    const bool written = paginator.paginate(utf8, [&](const NotePage &page) {
         const int folderBit = page.index == 0 ? 1 : 2;
         if (!(builtFolders & folderBit) && NSFileManagerXtras::buildPath(page.index == 0 ? folder : overflowFolder))
             builtFolders |= folderBit;
@@ -371,6 +376,8 @@ bool TVRiPod::writeNoteToiPod(const QString &text, const QString &name, const QS
         failWith(QStringLiteral("Cannot write %1: %2").arg(QFile::decodeName(pagePath), reason));
         return false;
     });
+    if (paginator.droppedFrom() >= 0)
+        m_lastNoteDroppedBytes = utf8.size() - paginator.droppedFrom();
     if (!written && m_lastError.isEmpty())
         failWith(
             QStringLiteral("The note \"%1\" cannot be paginated: its name leaves no room for its text.").arg(name));

@@ -113,6 +113,8 @@ public:
     QString lastErrorString() const { return m_lastError; }
     // How many pages the last writeNoteToiPod() wrote.
     int lastNotePageCount() const { return m_lastNotePageCount; }
+    // Bytes of UTF-8 text the last writeNoteToiPod() left out because a word was longer than a page.
+    qsizetype lastNoteDroppedBytes() const { return m_lastNoteDroppedBytes; }
 
 private:
     void getSysInfo();
@@ -124,4 +126,5 @@ private:
     QString m_serialNumber;
     QString m_lastError;
     int m_lastNotePageCount = 0;
+    qsizetype m_lastNoteDroppedBytes = 0;
 };
