@@ -1,5 +1,7 @@
 #include "core/NotificationCenter.h"
+#include "core/ObserverRegistration.h"
 
+#include <QSemaphore>
 #include <QTest>
 #include <QThread>
 
@@ -19,6 +21,7 @@ private Q_SLOTS:
     void callbacksMayPostAndObserve();
     void concurrentObserversWhilePosting();
     void registrationRemovesItsObserver();
+    void removalWaitsForACallOnAnotherThread();
 };
 
 void TestNotificationCenter::filtersByNameAndSender_data()
@@ -248,6 +251,31 @@ void TestNotificationCenter::registrationRemovesItsObserver()
     QCOMPARE(center.observerCount(), before);
     center.postNotificationName(name);
     QCOMPARE(calls, 3);
+}
+
+// An object removes its observer and then goes away: a call already running on another thread must
+// have ended by the time removal returns, or it would run on a destroyed object.
+void TestNotificationCenter::removalWaitsForACallOnAnotherThread()
+{
+    NotificationCenter &center = NotificationCenter::defaultCenter();
+    const QString name = QStringLiteral("SlowObserver");
+    QSemaphore started;
+    std::atomic<bool> finished{false};
+    std::atomic<int> calls{0};
+    const NotificationCenter::Token token = center.addObserver(name, [&](const Notification &) {
+        ++calls;
+        started.release();
+        QThread::msleep(200);
+        finished = true;
+    });
+    std::unique_ptr<QThread> poster(QThread::create([&] { center.postNotificationName(name); }));
+    poster->start();
+    QVERIFY(started.tryAcquire(1, 5000));
+    center.removeObserver(token);
+    QVERIFY(finished);
+    poster->wait();
+    center.postNotificationName(name);
+    QCOMPARE(calls.load(), 1);
 }
 
 QTEST_GUILESS_MAIN(TestNotificationCenter)

@@ -15,19 +15,35 @@ NotificationCenter::Token NotificationCenter::addObserver(const QString &name, C
 {
     const QMutexLocker locker(&m_mutex);
     const Token token = m_nextToken++;
-    m_observers.push_back(std::make_shared<Observer>(Observer{token, name, object, std::move(callback)}));
+    auto observer = std::make_shared<Observer>();
+    observer->token = token;
+    observer->name = name;
+    observer->object = object;
+    observer->callback = std::move(callback);
+    m_observers.push_back(std::move(observer));
     return token;
 }
 
 void NotificationCenter::removeObserver(Token token)
 {
-    const QMutexLocker locker(&m_mutex);
-    const auto found = std::find_if(m_observers.begin(), m_observers.end(),
-                                    [token](const auto &observer) { return observer->token == token; });
-    if (found == m_observers.end())
-        return;
-    (*found)->removed = true;
-    m_observers.erase(found);
+    std::shared_ptr<Observer> removed;
+    {
+        const QMutexLocker locker(&m_mutex);
+        const auto found = std::find_if(m_observers.begin(), m_observers.end(),
+                                        [token](const auto &observer) { return observer->token == token; });
+        if (found == m_observers.end())
+            return;
+        removed = *found;
+        m_observers.erase(found);
+    }
+    // Outside the centre's lock, so that running callbacks may add or remove observers meanwhile.
+    std::unique_lock<std::mutex> calls(removed->calls);
+    removed->removed = true;
+    const std::thread::id self = std::this_thread::get_id();
+    removed->callEnded.wait(calls, [&removed, self] {
+        return std::all_of(removed->callers.cbegin(), removed->callers.cend(),
+                           [self](std::thread::id caller) { return caller == self; });
+    });
 }
 
 void NotificationCenter::postNotification(const Notification &notification)
@@ -42,14 +58,18 @@ void NotificationCenter::postNotification(const Notification &notification)
                 receivers.push_back(observer);
         }
     }
+    const std::thread::id self = std::this_thread::get_id();
     for (const auto &observer : receivers) {
-        bool removed = false;
         {
-            const QMutexLocker locker(&m_mutex);
-            removed = observer->removed;
+            const std::lock_guard<std::mutex> calls(observer->calls);
+            if (observer->removed)
+                continue;
+            observer->callers.push_back(self);
         }
-        if (!removed)
-            observer->callback(notification);
+        observer->callback(notification);
+        const std::lock_guard<std::mutex> calls(observer->calls);
+        observer->callers.erase(std::find(observer->callers.begin(), observer->callers.end(), self));
+        observer->callEnded.notify_all();
     }
 }
 
@@ -62,38 +82,4 @@ int NotificationCenter::observerCount() const
 {
     const QMutexLocker locker(&m_mutex);
     return int(m_observers.size());
-}
-
-ObserverRegistration::ObserverRegistration(const QString &name, NotificationCenter::Callback callback,
-                                           const QVariant &object, NotificationCenter &center)
-    : m_center(&center)
-    , m_token(center.addObserver(name, std::move(callback), object))
-{}
-
-ObserverRegistration::ObserverRegistration(ObserverRegistration &&other) noexcept
-    : m_center(std::exchange(other.m_center, nullptr))
-    , m_token(std::exchange(other.m_token, 0))
-{}
-
-ObserverRegistration &ObserverRegistration::operator=(ObserverRegistration &&other) noexcept
-{
-    if (this != &other) {
-        reset();
-        m_center = std::exchange(other.m_center, nullptr);
-        m_token = std::exchange(other.m_token, 0);
-    }
-    return *this;
-}
-
-ObserverRegistration::~ObserverRegistration()
-{
-    reset();
-}
-
-void ObserverRegistration::reset()
-{
-    if (m_center)
-        m_center->removeObserver(m_token);
-    m_center = nullptr;
-    m_token = 0;
 }

@@ -4,13 +4,17 @@
 
 #include <QMutex>
 
+#include <condition_variable>
 #include <functional>
 #include <memory>
+#include <mutex>
+#include <thread>
 #include <vector>
 
 // The process-wide notification centre. Delivery is synchronous, on the posting thread, in the order
 // the observers were added. Adding and removing observers is thread-safe and may happen from inside
-// a callback; an observer removed before its turn in a delivery is not called.
+// a callback. Once removeObserver() returns, the observer is not called again: a call running on
+// another thread is waited for, so an object may remove its observer and then go away.
 class NotificationCenter
 {
 public:
@@ -32,34 +36,19 @@ public:
 
 private:
     struct Observer {
-        Token token;
+        Token token = 0;
         QString name;
         QVariant object;
         Callback callback;
+        // The threads running the callback right now. No lock is held while it runs, so callbacks
+        // may post, add and remove freely; removal waits for the calls on other threads to end.
+        std::mutex calls;
+        std::condition_variable callEnded;
+        std::vector<std::thread::id> callers;
         bool removed = false;
     };
 
     mutable QMutex m_mutex;
     std::vector<std::shared_ptr<Observer>> m_observers;
     Token m_nextToken = 1;
-};
-
-// Removes its observer when it goes out of scope; movable, not copyable.
-class ObserverRegistration
-{
-public:
-    ObserverRegistration() = default;
-    ObserverRegistration(const QString &name, NotificationCenter::Callback callback, const QVariant &object = {},
-                         NotificationCenter &center = NotificationCenter::defaultCenter());
-    ObserverRegistration(ObserverRegistration &&other) noexcept;
-    ObserverRegistration &operator=(ObserverRegistration &&other) noexcept;
-    ObserverRegistration(const ObserverRegistration &) = delete;
-    ObserverRegistration &operator=(const ObserverRegistration &) = delete;
-    ~ObserverRegistration();
-
-    void reset();
-
-private:
-    NotificationCenter *m_center = nullptr;
-    NotificationCenter::Token m_token = 0;
 };

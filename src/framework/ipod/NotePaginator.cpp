@@ -71,7 +71,7 @@ QByteArray NotePaginator::linkBytes(int index, int placement, qsizetype *units) 
     if (unsigned(placement) <= 1) {
         link.append("\n\n<a href=\"");
         if (placement == 0)
-            link.append("_pages/");
+            link.append(pagesOverflowDirectory().toLatin1()).append('/');
         link.append(fileNameBytesForPage(index + 1, m_nameUtf8)).append("\">Next</a>");
     }
     // Only the name can hold anything but ASCII.
