@@ -70,8 +70,9 @@ QByteArray NotePaginator::linkBytes(int index, int placement, qsizetype *units) 
     QByteArray link;
     if (unsigned(placement) <= 1) {
         link.append("\n\n<a href=\"");
+        static const QByteArray overflowFolder = pagesOverflowDirectory().toLatin1() + '/';
         if (placement == 0)
-            link.append(pagesOverflowDirectory().toLatin1()).append('/');
+            link.append(overflowFolder);
         link.append(fileNameBytesForPage(index + 1, m_nameUtf8)).append("\">Next</a>");
     }
     // Only the name can hold anything but ASCII.

@@ -109,8 +109,13 @@ TVRiPod::TVRiPod(Passkey, const QString &path)
 void TVRiPod::getSysInfo()
 {
     const std::optional<QVariantMap> information = deviceInformation();
-    if (information)
+    if (information) {
         m_serialNumber = information->value(QStringLiteral("pszSerialNumber")).toString();
+        // Values keep what follows them up to the line feed; a file with Windows line ends keeps
+        // its carriage returns, which is worth knowing when a serial number does not match.
+        if (m_serialNumber.endsWith(QLatin1Char('\r')))
+            qCInfo(lcIPod) << "SysInfo of" << m_iPodPath << "has Windows line ends; values keep the carriage return";
+    }
     m_ipodFamily = familyFromDeviceInformation(information);
 }
 
