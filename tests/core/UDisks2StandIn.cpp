@@ -2,10 +2,8 @@
 
 #include <QDBusArgument>
 #include <QDBusConnection>
-#include <QDBusConnectionInterface>
-#include <QDBusMessage>
 #include <QDBusObjectPath>
-#include <QMutexLocker>
+#include <QDBusVirtualObject>
 
 #include <algorithm>
 #include <atomic>
@@ -20,32 +18,11 @@ const QString kDrivePrefix = QStringLiteral("/org/freedesktop/UDisks2/drives/");
 const QString kBlockInterface = QStringLiteral("org.freedesktop.UDisks2.Block");
 const QString kFilesystemInterface = QStringLiteral("org.freedesktop.UDisks2.Filesystem");
 const QString kDriveInterface = QStringLiteral("org.freedesktop.UDisks2.Drive");
-const QString kPropertiesInterface = QStringLiteral("org.freedesktop.DBus.Properties");
-const QString kOptionsSignature = QStringLiteral("a{sv}");
 
 // UDisks2 sends paths and device names as byte strings with their terminating NUL.
 QByteArray nulTerminated(const QString &text)
 {
-    QByteArray bytes = text.toLocal8Bit();
-    bytes.append('\0');
-    return bytes;
-}
-
-QDBusArgument byteStrings(const QStringList &texts)
-{
-    QDBusArgument array;
-    array.beginArray(QMetaType::fromType<QByteArray>());
-    for (const QString &text : texts)
-        array << nulTerminated(text);
-    array.endArray();
-    return array;
-}
-
-QDBusMessage invalidArguments(const QDBusMessage &call)
-{
-    return call.createErrorReply(QDBusError::InvalidArgs, QStringLiteral("Type of message, \"(%1)\", does not match "
-                                                                         "the expected type")
-                                                              .arg(call.signature()));
+    return text.toLocal8Bit() + '\0';
 }
 
 } // namespace
@@ -56,14 +33,10 @@ public:
     explicit Service(UDisks2StandIn *owner)
         : m_owner(owner)
     {}
-
     QString introspect(const QString &) const override { return {}; }
-
     bool handleMessage(const QDBusMessage &message, const QDBusConnection &connection) override
     {
-        if (message.type() != QDBusMessage::MethodCallMessage)
-            return false;
-        return connection.send(m_owner->answer(message));
+        return message.type() == QDBusMessage::MethodCallMessage && connection.send(m_owner->answer(message));
     }
 
 private:
@@ -86,159 +59,91 @@ UDisks2StandIn::~UDisks2StandIn()
     QDBusConnection::disconnectFromBus(m_connectionName);
     m_thread.quit();
     m_thread.wait();
-    m_service.reset();
-}
-
-void UDisks2StandIn::addDrive(const QString &name, bool ejectable, bool canPowerOff)
-{
-    const QMutexLocker locker(&m_mutex);
-    m_drives.append(Drive{name, ejectable, canPowerOff});
-}
-
-void UDisks2StandIn::addBlock(const QString &name, const QString &drive, const QStringList &mountPoints,
-                              bool hasFilesystem)
-{
-    const QMutexLocker locker(&m_mutex);
-    m_blocks.append(Block{name, drive, mountPoints, hasFilesystem});
-}
-
-void UDisks2StandIn::failCall(const QString &method, const QString &object, const QString &errorName)
-{
-    const QMutexLocker locker(&m_mutex);
-    m_failures.insert(method + QLatin1Char(' ') + object, errorName);
 }
 
 bool UDisks2StandIn::start(QString *error)
 {
     QDBusConnection connection = QDBusConnection::connectToBus(QDBusConnection::SystemBus, m_connectionName);
-    if (!connection.isConnected()) {
-        *error = QStringLiteral("no system bus: ") + connection.lastError().message();
-        return false;
-    }
     m_service = std::make_unique<Service>(this);
-    if (!connection.registerVirtualObject(kRoot, m_service.get(), QDBusConnection::SubPath)) {
-        *error = QStringLiteral("cannot register the objects: ") + connection.lastError().message();
+    if (!connection.isConnected() ||
+        !connection.registerVirtualObject(kRoot, m_service.get(), QDBusConnection::SubPath)) {
+        *error = connection.lastError().message();
         return false;
     }
-    // Calls are delivered in the thread the object lives in, which must not be the test's. Moved after
-    // registering, so that what registration creates beside it moves along; no call comes before the
-    // service name is taken below.
-    m_thread.setObjectName(QStringLiteral("UDisks2StandIn"));
+    // Calls arrive in the service's thread, which must not be the test's. Moved after registering so
+    // that what registration creates beside it moves along; no call comes before the name is taken.
     m_thread.start();
     m_service->moveToThread(&m_thread);
     if (!connection.registerService(kService)) {
-        *error = QStringLiteral("cannot own %1: %2").arg(kService, connection.lastError().message());
+        *error = connection.lastError().message();
         return false;
     }
     return true;
 }
 
-QStringList UDisks2StandIn::calls() const
-{
-    const QMutexLocker locker(&m_mutex);
-    return m_calls;
-}
-
 QDBusMessage UDisks2StandIn::answer(const QDBusMessage &call)
 {
     const QMutexLocker locker(&m_mutex);
-    const QString path = call.path();
-    if (path == kManagerPath) {
-        if (call.interface() != QLatin1String("org.freedesktop.UDisks2.Manager") ||
-            call.member() != QLatin1String("GetBlockDevices"))
-            return call.createErrorReply(QDBusError::UnknownMethod, call.member());
-        if (call.signature() != kOptionsSignature)
-            return invalidArguments(call);
+    const QString member = call.member();
+    const bool getAll = call.interface() == QLatin1String("org.freedesktop.DBus.Properties") && member == u"GetAll";
+    const QDBusMessage wrongArguments = call.createErrorReply(
+        QDBusError::InvalidArgs, QStringLiteral("Type of message, \"(%1)\", does not match").arg(call.signature()));
+    if (call.path() == kManagerPath) {
+        if (call.interface() != QLatin1String("org.freedesktop.UDisks2.Manager") || member != u"GetBlockDevices")
+            return call.createErrorReply(QDBusError::UnknownMethod, member);
+        if (call.signature() != u"a{sv}")
+            return wrongArguments;
         QList<QDBusObjectPath> blocks;
-        for (const Block &block : std::as_const(m_blocks))
-            blocks.append(QDBusObjectPath(kBlockPrefix + block.name));
+        for (const Object &object : std::as_const(m_objects)) {
+            if (!object.isDrive)
+                blocks.append(QDBusObjectPath(kBlockPrefix + object.name));
+        }
         return call.createReply(QVariant::fromValue(blocks));
     }
 
-    QString kind;
-    QString name;
-    if (path.startsWith(kBlockPrefix)) {
-        kind = QStringLiteral("block");
-        name = path.mid(kBlockPrefix.size());
-    } else if (path.startsWith(kDrivePrefix)) {
-        kind = QStringLiteral("drive");
-        name = path.mid(kDrivePrefix.size());
-    }
-    const bool known =
-        (kind == QLatin1String("block") &&
-         std::any_of(m_blocks.cbegin(), m_blocks.cend(), [&](const Block &b) { return b.name == name; })) ||
-        (kind == QLatin1String("drive") &&
-         std::any_of(m_drives.cbegin(), m_drives.cend(), [&](const Drive &d) { return d.name == name; }));
-    if (!known)
-        return call.createErrorReply(QDBusError::UnknownObject, QStringLiteral("No such object path ") + path);
+    const auto object = std::find_if(m_objects.begin(), m_objects.end(), [&](const Object &o) {
+        return call.path() == (o.isDrive ? kDrivePrefix : kBlockPrefix) + o.name;
+    });
+    if (object == m_objects.end())
+        return call.createErrorReply(QDBusError::UnknownObject, QStringLiteral("No such object ") + call.path());
+    const bool unmount =
+        !object->isDrive && object->hasFilesystem && call.interface() == kFilesystemInterface && member == u"Unmount";
+    const bool ejectOrPowerOff =
+        object->isDrive && call.interface() == kDriveInterface && (member == u"Eject" || member == u"PowerOff");
+    if (!getAll && !unmount && !ejectOrPowerOff)
+        return call.createErrorReply(QDBusError::UnknownMethod, QStringLiteral("No such method ") + member);
+    if (call.signature() != (getAll ? QStringLiteral("s") : QStringLiteral("a{sv}")))
+        return wrongArguments;
 
-    if (call.interface() == kPropertiesInterface && call.member() == QLatin1String("GetAll"))
-        return getAll(call, kind, name);
-    return act(call, kind, name);
-}
-
-QDBusMessage UDisks2StandIn::getAll(const QDBusMessage &call, const QString &kind, const QString &name)
-{
-    if (call.signature() != QLatin1String("s"))
-        return invalidArguments(call);
-    const QString failure = m_failures.value(QStringLiteral("GetAll ") + name);
-    if (!failure.isEmpty())
-        return call.createErrorReply(failure, QStringLiteral("GetAll failed as the test asked"));
+    const QString key = member + QLatin1Char(' ') + object->name;
+    if (!getAll)
+        m_calls.append(key);
+    if (m_failures.contains(key))
+        return call.createErrorReply(m_failures.value(key), key + QStringLiteral(" failed as the test asked"));
+    if (unmount)
+        object->mountPoints.clear();
+    if (!getAll)
+        return call.createReply();
 
     const QString interface = call.arguments().constFirst().toString();
     QVariantMap properties;
-    if (kind == QLatin1String("block")) {
-        const auto block =
-            std::find_if(m_blocks.cbegin(), m_blocks.cend(), [&](const Block &b) { return b.name == name; });
-        if (interface == kBlockInterface) {
-            properties.insert(QStringLiteral("Device"), nulTerminated(QStringLiteral("/dev/") + name));
-            properties.insert(QStringLiteral("Drive"),
-                              QVariant::fromValue(QDBusObjectPath(
-                                  block->drive.isEmpty() ? QStringLiteral("/") : kDrivePrefix + block->drive)));
-            properties.insert(QStringLiteral("ReadOnly"), false);
-            properties.insert(QStringLiteral("Size"), quint64(8) << 30);
-        } else if (interface == kFilesystemInterface && block->hasFilesystem) {
-            properties.insert(QStringLiteral("MountPoints"), QVariant::fromValue(byteStrings(block->mountPoints)));
-            properties.insert(QStringLiteral("Size"), quint64(8) << 30);
-        }
-    } else if (interface == kDriveInterface) {
-        const auto drive =
-            std::find_if(m_drives.cbegin(), m_drives.cend(), [&](const Drive &d) { return d.name == name; });
-        properties.insert(QStringLiteral("Ejectable"), drive->ejectable);
-        properties.insert(QStringLiteral("CanPowerOff"), drive->canPowerOff);
-        properties.insert(QStringLiteral("Vendor"), QStringLiteral("Apple"));
-        properties.insert(QStringLiteral("Removable"), true);
+    if (object->isDrive && interface == kDriveInterface) {
+        properties = {{QStringLiteral("Ejectable"), object->ejectable},
+                      {QStringLiteral("CanPowerOff"), object->canPowerOff}};
+    } else if (!object->isDrive && interface == kBlockInterface) {
+        const QString drive = object->drive.isEmpty() ? QStringLiteral("/") : kDrivePrefix + object->drive;
+        properties = {{QStringLiteral("Device"), nulTerminated(QStringLiteral("/dev/") + object->name)},
+                      {QStringLiteral("Drive"), QVariant::fromValue(QDBusObjectPath(drive))}};
+    } else if (!object->isDrive && interface == kFilesystemInterface && object->hasFilesystem) {
+        QDBusArgument mountPoints;
+        mountPoints.beginArray(QMetaType::fromType<QByteArray>());
+        for (const QString &mountPoint : std::as_const(object->mountPoints))
+            mountPoints << nulTerminated(mountPoint);
+        mountPoints.endArray();
+        properties = {{QStringLiteral("MountPoints"), QVariant::fromValue(mountPoints)}};
     }
     // As GDBus-based services do, an interface the object lacks is an error.
     if (properties.isEmpty())
         return call.createErrorReply(QDBusError::InvalidArgs, QStringLiteral("No such interface ") + interface);
     return call.createReply(QVariant::fromValue(properties));
-}
-
-QDBusMessage UDisks2StandIn::act(const QDBusMessage &call, const QString &kind, const QString &name)
-{
-    const QString method = call.member();
-    const bool onBlock = kind == QLatin1String("block") && call.interface() == kFilesystemInterface &&
-                         method == QLatin1String("Unmount") &&
-                         std::any_of(m_blocks.cbegin(), m_blocks.cend(),
-                                     [&](const Block &b) { return b.name == name && b.hasFilesystem; });
-    const bool onDrive = kind == QLatin1String("drive") && call.interface() == kDriveInterface &&
-                         (method == QLatin1String("Eject") || method == QLatin1String("PowerOff"));
-    if (!onBlock && !onDrive)
-        return call.createErrorReply(QDBusError::UnknownMethod,
-                                     QStringLiteral("No such method %1.%2 on %3").arg(call.interface(), method, name));
-    if (call.signature() != kOptionsSignature)
-        return invalidArguments(call);
-
-    m_calls.append(method + QLatin1Char(' ') + name);
-    const QString failure = m_failures.value(method + QLatin1Char(' ') + name);
-    if (!failure.isEmpty())
-        return call.createErrorReply(failure, QStringLiteral("%1 of %2 failed as the test asked").arg(method, name));
-    if (onBlock) {
-        for (Block &block : m_blocks) {
-            if (block.name == name)
-                block.mountPoints.clear();
-        }
-    }
-    return call.createReply();
 }

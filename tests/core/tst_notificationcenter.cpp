@@ -15,8 +15,7 @@ class TestNotificationCenter : public QObject
 private Q_SLOTS:
     void filtersByNameAndSender_data();
     void filtersByNameAndSender();
-    void deliversInOrderOfAddition();
-    void deliversOnThePostingThread();
+    void deliversInOrderOnThePostingThread();
     void observerRemovedByAnEarlierOneIsNotCalled();
     void callbacksMayPostAndObserve();
     void concurrentObserversWhilePosting();
@@ -36,14 +35,12 @@ void TestNotificationCenter::filtersByNameAndSender_data()
     const QVariant ipod1 = QStringLiteral("iPod 1");
     const QVariant ipod2 = QStringLiteral("iPod 2");
     QTest::newRow("any name, any sender") << QString() << QVariant() << sync << ipod1 << true;
-    QTest::newRow("same name, any sender") << sync << QVariant() << sync << ipod1 << true;
     QTest::newRow("same name, no sender posted") << sync << QVariant() << sync << QVariant() << true;
     QTest::newRow("other name") << sync << QVariant() << QStringLiteral("SyncStarted") << ipod1 << false;
     QTest::newRow("names are case-sensitive") << sync << QVariant() << QStringLiteral("syncfinished") << ipod1 << false;
     QTest::newRow("same name, same sender") << sync << ipod1 << sync << ipod1 << true;
     QTest::newRow("same name, other sender") << sync << ipod1 << sync << ipod2 << false;
     QTest::newRow("sender wanted, none posted") << sync << ipod1 << sync << QVariant() << false;
-    QTest::newRow("any name, same sender") << QString() << ipod1 << QStringLiteral("Anything") << ipod1 << true;
     QTest::newRow("any name, other sender") << QString() << ipod1 << QStringLiteral("Anything") << ipod2 << false;
     QTest::newRow("integer senders equal") << sync << QVariant(7) << sync << QVariant(7) << true;
 }
@@ -54,6 +51,7 @@ void TestNotificationCenter::filtersByNameAndSender()
     QFETCH(QVariant, observedSender);
     QFETCH(QString, postedName);
     QFETCH(QVariant, postedSender);
+    QFETCH(bool, delivered);
 
     NotificationCenter center;
     QList<Notification> received;
@@ -61,8 +59,6 @@ void TestNotificationCenter::filtersByNameAndSender()
         observedName, [&](const Notification &notification) { received.append(notification); }, observedSender);
     const QVariantMap userInfo{{QStringLiteral("count"), 3}};
     center.postNotificationName(postedName, postedSender, userInfo);
-
-    QFETCH(bool, delivered);
     QCOMPARE(received.size(), delivered ? 1 : 0);
     if (delivered) {
         QCOMPARE(received.constFirst().name, postedName);
@@ -71,98 +67,75 @@ void TestNotificationCenter::filtersByNameAndSender()
     }
 }
 
-void TestNotificationCenter::deliversInOrderOfAddition()
+void TestNotificationCenter::deliversInOrderOnThePostingThread()
 {
     NotificationCenter center;
-    QStringList calls;
-    const auto observer = [&calls](const QString &label) {
-        return [&calls, label](const Notification &) { calls.append(label); };
+    QString calls;
+    QThread *thread = nullptr;
+    const auto observer = [&](char label) {
+        return [&, label](const Notification &) {
+            calls += QLatin1Char(label);
+            thread = QThread::currentThread();
+        };
     };
     const QString name = QStringLiteral("Tick");
-    center.addObserver(name, observer(QStringLiteral("a")));
-    const NotificationCenter::Token b = center.addObserver(QString(), observer(QStringLiteral("b")));
-    center.addObserver(name, observer(QStringLiteral("c")));
+    center.addObserver(name, observer('a'));
+    const NotificationCenter::Token b = center.addObserver(QString(), observer('b'));
+    center.addObserver(name, observer('c'));
     center.postNotificationName(name);
-    QCOMPARE(calls, (QStringList{QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")}));
+    QCOMPARE(calls, QStringLiteral("abc"));
 
-    // Removed and added again, an observer comes last.
-    calls.clear();
+    // Removed and added again, an observer comes last; unknown or removed tokens change nothing.
     center.removeObserver(b);
-    center.addObserver(name, observer(QStringLiteral("b")));
-    center.postNotification(Notification{name, {}, {}});
-    QCOMPARE(calls, (QStringList{QStringLiteral("a"), QStringLiteral("c"), QStringLiteral("b")}));
-    QCOMPARE(center.observerCount(), 3);
-
-    // Removing an unknown or already removed token changes nothing.
     center.removeObserver(b);
     center.removeObserver(0);
+    center.addObserver(name, observer('b'));
     QCOMPARE(center.observerCount(), 3);
-}
-
-void TestNotificationCenter::deliversOnThePostingThread()
-{
-    NotificationCenter center;
-    QThread *deliveredOn = nullptr;
-    int calls = 0;
-    center.addObserver(QStringLiteral("Done"), [&](const Notification &) {
-        deliveredOn = QThread::currentThread();
-        ++calls;
-    });
-
-    std::unique_ptr<QThread> poster(
-        QThread::create([&center] { center.postNotificationName(QStringLiteral("Done")); }));
+    // Synchronous: by the time the post returns, the observers have run on the poster.
+    std::unique_ptr<QThread> poster(QThread::create([&] { center.postNotification(Notification{name, {}, {}}); }));
     poster->start();
     QVERIFY(poster->wait(10000));
-    // Synchronous: by the time postNotificationName returned, the observer had run on the poster.
-    QCOMPARE(calls, 1);
-    QCOMPARE(deliveredOn, poster.get());
-
-    center.postNotificationName(QStringLiteral("Done"));
-    QCOMPARE(calls, 2);
-    QCOMPARE(deliveredOn, QThread::currentThread());
+    QCOMPARE(calls, QStringLiteral("abcacb"));
+    QCOMPARE(thread, poster.get());
 }
 
 void TestNotificationCenter::observerRemovedByAnEarlierOneIsNotCalled()
 {
+    // 1 removes 2, 3 removes itself, 4 only counts.
     NotificationCenter center;
-    QStringList calls;
+    QString calls;
     NotificationCenter::Token second = 0;
-    NotificationCenter::Token self = 0;
+    NotificationCenter::Token third = 0;
     center.addObserver(QString(), [&](const Notification &) {
-        calls.append(QStringLiteral("first"));
+        calls += QLatin1Char('1');
         center.removeObserver(second);
     });
-    second = center.addObserver(QString(), [&](const Notification &) { calls.append(QStringLiteral("second")); });
-    self = center.addObserver(QString(), [&](const Notification &) {
-        calls.append(QStringLiteral("self"));
-        center.removeObserver(self);
+    second = center.addObserver(QString(), [&](const Notification &) { calls += QLatin1Char('2'); });
+    third = center.addObserver(QString(), [&](const Notification &) {
+        calls += QLatin1Char('3');
+        center.removeObserver(third);
     });
-    center.addObserver(QString(), [&](const Notification &) { calls.append(QStringLiteral("last")); });
-
+    center.addObserver(QString(), [&](const Notification &) { calls += QLatin1Char('4'); });
     center.postNotificationName(QStringLiteral("One"));
-    QCOMPARE(calls, (QStringList{QStringLiteral("first"), QStringLiteral("self"), QStringLiteral("last")}));
+    QCOMPARE(calls, QStringLiteral("134"));
     QCOMPARE(center.observerCount(), 2);
-
-    calls.clear();
     center.postNotificationName(QStringLiteral("Two"));
-    QCOMPARE(calls, (QStringList{QStringLiteral("first"), QStringLiteral("last")}));
+    QCOMPARE(calls, QStringLiteral("13414"));
 }
 
 void TestNotificationCenter::callbacksMayPostAndObserve()
 {
-    // The centre must not hold its lock while calling out, or these would deadlock.
+    // The centre must not hold its lock while calling out, or this would deadlock.
     NotificationCenter center;
-    QStringList calls;
+    QString calls;
     center.addObserver(QStringLiteral("Outer"), [&](const Notification &) {
-        calls.append(QStringLiteral("outer"));
-        center.addObserver(QStringLiteral("Inner"),
-                           [&](const Notification &) { calls.append(QStringLiteral("inner")); });
+        calls += QLatin1Char('(');
+        center.addObserver(QStringLiteral("Inner"), [&](const Notification &) { calls += QLatin1Char('i'); });
         center.postNotificationName(QStringLiteral("Inner"));
-        calls.append(QStringLiteral("outer done"));
+        calls += QLatin1Char(')');
     });
     center.postNotificationName(QStringLiteral("Outer"));
-    QCOMPARE(calls, (QStringList{QStringLiteral("outer"), QStringLiteral("inner"), QStringLiteral("outer done")}));
-    QCOMPARE(center.observerCount(), 2);
+    QCOMPARE(calls, QStringLiteral("(i)"));
 }
 
 void TestNotificationCenter::concurrentObserversWhilePosting()
@@ -213,51 +186,34 @@ void TestNotificationCenter::concurrentObserversWhilePosting()
 
 void TestNotificationCenter::registrationRemovesItsObserver()
 {
-    NotificationCenter &center = NotificationCenter::defaultCenter();
-    const int before = center.observerCount();
-    const QString name = QStringLiteral("RegistrationTest");
-    int calls = 0;
-    const auto count = [&calls](const Notification &) { ++calls; };
+    NotificationCenter center;
+    const QString name = QStringLiteral("Registered");
+    QString calls;
+    const auto observer = [&calls](char label) {
+        return [&calls, label](const Notification &) { calls += QLatin1Char(label); };
+    };
     {
-        ObserverRegistration registration(name, count);
-        QCOMPARE(center.observerCount(), before + 1);
+        ObserverRegistration scoped(name, observer('s'), {}, center);
         center.postNotificationName(name);
-        QCOMPARE(calls, 1);
     }
-    QCOMPARE(center.observerCount(), before);
-    center.postNotificationName(name);
-    QCOMPARE(calls, 1);
-
-    // A move hands the observer over; the moved-from object removes nothing.
-    ObserverRegistration kept;
+    // A move hands the observer over, and assigning over a registration removes the one it held.
+    ObserverRegistration kept(name, observer('r'), {}, center);
     {
-        ObserverRegistration first(name, count);
-        kept = std::move(first);
+        ObserverRegistration moved(name, observer('m'), {}, center);
+        kept = std::move(moved);
     }
     center.postNotificationName(name);
-    QCOMPARE(calls, 2);
-
-    // Assigning over a registration removes the observer it held.
-    int replacedCalls = 0;
-    ObserverRegistration replaced(name, [&replacedCalls](const Notification &) { ++replacedCalls; });
-    replaced = std::move(kept);
-    QCOMPARE(center.observerCount(), before + 1);
-    center.postNotificationName(name);
-    QCOMPARE(calls, 3);
-    QCOMPARE(replacedCalls, 0);
-
-    ObserverRegistration moved(std::move(replaced));
+    QCOMPARE(calls, QStringLiteral("sm"));
+    ObserverRegistration moved(std::move(kept));
     moved.reset();
-    QCOMPARE(center.observerCount(), before);
-    center.postNotificationName(name);
-    QCOMPARE(calls, 3);
+    QCOMPARE(center.observerCount(), 0);
 }
 
 // An object removes its observer and then goes away: a call already running on another thread must
 // have ended by the time removal returns, or it would run on a destroyed object.
 void TestNotificationCenter::removalWaitsForACallOnAnotherThread()
 {
-    NotificationCenter &center = NotificationCenter::defaultCenter();
+    NotificationCenter center;
     const QString name = QStringLiteral("SlowObserver");
     QSemaphore started;
     std::atomic<bool> finished{false};

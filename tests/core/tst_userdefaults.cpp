@@ -1,3 +1,4 @@
+#include "core/FileWriter.h"
 #include "core/Paths.h"
 #include "core/PropertyList.h"
 #include "core/UserDefaults.h"
@@ -14,14 +15,14 @@ namespace {
 
 const QString kDomain = QStringLiteral("org.tivaro.Test");
 
-void writePreferences(const QString &domain, const QVariant &values)
+void writePreferences(const QString &domain, const QVariantMap &values)
 {
     const QString path = Paths::preferencesFileForDomain(domain);
     QDir().mkpath(QFileInfo(path).absolutePath());
     QVERIFY(PropertyList::writeFile(path, values));
 }
 
-QVariantMap readPreferences(const QString &domain)
+QVariantMap readPreferences(const QString &domain = kDomain)
 {
     return PropertyList::readFile(Paths::preferencesFileForDomain(domain)).value_or(QVariant()).toMap();
 }
@@ -31,15 +32,16 @@ QString helperPath()
     return QCoreApplication::applicationDirPath() + QStringLiteral("/tivaro_core_userdefaults_helper");
 }
 
-// Runs the helper, another process using the same home; returns what it printed.
-QString runHelper(const QStringList &arguments, bool *ok)
+// Runs the helper, another process using the same home.
+bool runHelper(const QStringList &arguments)
 {
     QProcess process;
     process.start(helperPath(), arguments);
-    *ok = process.waitForFinished(60000) && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
-    if (!*ok)
+    const bool ok =
+        process.waitForFinished(60000) && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+    if (!ok)
         qWarning() << "helper failed:" << process.errorString() << process.readAllStandardError();
-    return QString::fromUtf8(process.readAllStandardOutput());
+    return ok;
 }
 
 } // namespace
@@ -53,13 +55,12 @@ private Q_SLOTS:
     void lookupOrder_data();
     void lookupOrder();
     void pendingChangesBeforeSynchronize();
-    void removalUncoversSuiteValue();
     void synchronizeMergesOtherProcessChanges();
     void concurrentProcessesKeepEveryKey();
     void corruptFileIsKeptAside_data();
     void corruptFileIsKeptAside();
+    void failedSynchronizeKeepsChanges_data();
     void failedSynchronizeKeepsChanges();
-    void unreadableFileIsNotTakenForCorrupt();
     void boolForKey_data();
     void boolForKey();
     void typedGetters();
@@ -68,21 +69,23 @@ private Q_SLOTS:
 void TestUserDefaults::initTestCase()
 {
     QVERIFY2(QFileInfo(helperPath()).isExecutable(), qPrintable(helperPath()));
-    QCOMPARE(UserDefaults::applicationDomain(), QStringLiteral("org.tivaro.Tivaro"));
-    QCOMPARE(UserDefaults().domain(), UserDefaults::applicationDomain());
 }
 
 void TestUserDefaults::lookupOrder_data()
 {
     QTest::addColumn<QString>("key");
+    QTest::addColumn<bool>("removeOwn");
     QTest::addColumn<QVariant>("expected");
 
-    QTest::newRow("own only") << QStringLiteral("A") << QVariant(QStringLiteral("own"));
-    QTest::newRow("own before suites") << QStringLiteral("B") << QVariant(QStringLiteral("own"));
-    QTest::newRow("first suite before second") << QStringLiteral("C") << QVariant(QStringLiteral("suite1"));
-    QTest::newRow("second suite") << QStringLiteral("D") << QVariant(QStringLiteral("suite2"));
-    QTest::newRow("own false is found") << QStringLiteral("E") << QVariant(false);
-    QTest::newRow("nowhere") << QStringLiteral("Z") << QVariant();
+    QTest::newRow("own only") << QStringLiteral("A") << false << QVariant(QStringLiteral("own"));
+    QTest::newRow("own before suites") << QStringLiteral("B") << false << QVariant(QStringLiteral("own"));
+    QTest::newRow("first suite before second") << QStringLiteral("C") << false << QVariant(QStringLiteral("suite1"));
+    QTest::newRow("second suite") << QStringLiteral("D") << false << QVariant(QStringLiteral("suite2"));
+    QTest::newRow("own false is found") << QStringLiteral("E") << false << QVariant(false);
+    QTest::newRow("nowhere") << QStringLiteral("Z") << false << QVariant();
+    // Removing changes only the own domain, so a suite's value shows, before synchronize() as after.
+    QTest::newRow("own removed") << QStringLiteral("B") << true << QVariant(QStringLiteral("suite1"));
+    QTest::newRow("own only, removed") << QStringLiteral("A") << true << QVariant();
 }
 
 void TestUserDefaults::lookupOrder()
@@ -99,7 +102,6 @@ void TestUserDefaults::lookupOrder()
                                                                       {QStringLiteral("C"), suite2},
                                                                       {QStringLiteral("D"), suite2},
                                                                       {QStringLiteral("E"), true}});
-
     UserDefaults defaults(kDomain);
     defaults.addSuiteNamed(QStringLiteral("org.tivaro.Suite1"));
     defaults.addSuiteNamed(QStringLiteral("org.tivaro.Suite2"));
@@ -107,7 +109,14 @@ void TestUserDefaults::lookupOrder()
     defaults.addSuiteNamed(QStringLiteral("org.tivaro.Suite1"));
 
     QFETCH(QString, key);
+    QFETCH(bool, removeOwn);
+    if (removeOwn)
+        defaults.removeObjectForKey(key);
     QTEST(defaults.objectForKey(key), "expected");
+    QVERIFY(defaults.synchronize());
+    QTEST(defaults.objectForKey(key), "expected");
+    if (removeOwn)
+        QVERIFY(!readPreferences().contains(key));
     // Suites are read, never written.
     QVERIFY(!defaults.persistentDomain().contains(QStringLiteral("C")));
 }
@@ -115,7 +124,8 @@ void TestUserDefaults::lookupOrder()
 void TestUserDefaults::pendingChangesBeforeSynchronize()
 {
     TemporaryHome home;
-    writePreferences(kDomain, QVariantMap{{QStringLiteral("Old"), 1}, {QStringLiteral("Gone"), 2}});
+    const QVariantMap before{{QStringLiteral("Old"), qint64(1)}, {QStringLiteral("Gone"), qint64(2)}};
+    writePreferences(kDomain, before);
     UserDefaults defaults(kDomain);
     defaults.setObject(QStringLiteral("value"), QStringLiteral("New"));
     defaults.removeObjectForKey(QStringLiteral("Gone"));
@@ -123,44 +133,22 @@ void TestUserDefaults::pendingChangesBeforeSynchronize()
     defaults.setObject(QVariant(), QStringLiteral("Unset"));
 
     const QVariantMap expected{{QStringLiteral("Old"), qint64(1)}, {QStringLiteral("New"), QStringLiteral("value")}};
-    QCOMPARE(defaults.objectForKey(QStringLiteral("New")), QVariant(QStringLiteral("value")));
-    QVERIFY(!defaults.objectForKey(QStringLiteral("Gone")).isValid());
-    QVERIFY(!defaults.objectForKey(QStringLiteral("Unset")).isValid());
     QCOMPARE(defaults.persistentDomain(), expected);
+    QVERIFY(!defaults.objectForKey(QStringLiteral("Gone")).isValid());
     // Nothing reaches the file before synchronize().
-    QCOMPARE(readPreferences(kDomain),
-             (QVariantMap{{QStringLiteral("Old"), qint64(1)}, {QStringLiteral("Gone"), qint64(2)}}));
-
+    QCOMPARE(readPreferences(), before);
     QString error;
     QVERIFY2(defaults.synchronize(&error), qPrintable(error));
-    QCOMPARE(readPreferences(kDomain), expected);
-    QCOMPARE(defaults.persistentDomain(), expected);
+    QCOMPARE(readPreferences(), expected);
     QCOMPARE(UserDefaults(kDomain).persistentDomain(), expected);
+
     // Setting after removing (and the reverse) keeps the last word.
     defaults.removeObjectForKey(QStringLiteral("Old"));
     defaults.setObject(3, QStringLiteral("Old"));
     defaults.setObject(4, QStringLiteral("New"));
     defaults.removeObjectForKey(QStringLiteral("New"));
     QVERIFY(defaults.synchronize());
-    QCOMPARE(readPreferences(kDomain), (QVariantMap{{QStringLiteral("Old"), qint64(3)}}));
-}
-
-void TestUserDefaults::removalUncoversSuiteValue()
-{
-    TemporaryHome home;
-    const QString key = QStringLiteral("SyncOnConnect");
-    writePreferences(kDomain, QVariantMap{{key, QStringLiteral("own")}});
-    writePreferences(QStringLiteral("org.tivaro.Suite"), QVariantMap{{key, QStringLiteral("suite")}});
-    UserDefaults defaults(kDomain);
-    defaults.addSuiteNamed(QStringLiteral("org.tivaro.Suite"));
-    QCOMPARE(defaults.stringForKey(key), QStringLiteral("own"));
-
-    // Removing changes only the own domain, so the suite's value shows, before synchronize() as after.
-    defaults.removeObjectForKey(key);
-    QCOMPARE(defaults.stringForKey(key), QStringLiteral("suite"));
-    QVERIFY(defaults.synchronize());
-    QCOMPARE(defaults.stringForKey(key), QStringLiteral("suite"));
-    QVERIFY(!readPreferences(kDomain).contains(key));
+    QCOMPARE(readPreferences(), (QVariantMap{{QStringLiteral("Old"), qint64(3)}}));
 }
 
 void TestUserDefaults::synchronizeMergesOtherProcessChanges()
@@ -173,16 +161,12 @@ void TestUserDefaults::synchronizeMergesOtherProcessChanges()
     defaults.addSuiteNamed(suite);
     defaults.setObject(QStringLiteral("mine"), QStringLiteral("Mine"));
 
-    bool ok = false;
-    runHelper({kDomain, QStringLiteral("set"), QStringLiteral("Shared"), QStringLiteral("theirs")}, &ok);
-    QVERIFY(ok);
-    runHelper({kDomain, QStringLiteral("set"), QStringLiteral("Theirs"), QStringLiteral("\u00e9t\u00e9")}, &ok);
-    QVERIFY(ok);
-    runHelper({suite, QStringLiteral("set"), QStringLiteral("Mode"), QStringLiteral("new")}, &ok);
-    QVERIFY(ok);
+    const QString set = QStringLiteral("set");
+    QVERIFY(runHelper({kDomain, set, QStringLiteral("Shared"), QStringLiteral("theirs")}));
+    QVERIFY(runHelper({kDomain, set, QStringLiteral("Theirs"), QStringLiteral("\u00e9t\u00e9")}));
+    QVERIFY(runHelper({suite, set, QStringLiteral("Mode"), QStringLiteral("new")}));
     // Until synchronize() the object keeps what it read.
     QCOMPARE(defaults.stringForKey(QStringLiteral("Shared")), QStringLiteral("old"));
-    QVERIFY(!defaults.objectForKey(QStringLiteral("Theirs")).isValid());
 
     QString error;
     QVERIFY2(defaults.synchronize(&error), qPrintable(error));
@@ -190,12 +174,9 @@ void TestUserDefaults::synchronizeMergesOtherProcessChanges()
     const QVariantMap expected{{QStringLiteral("Shared"), QStringLiteral("theirs")},
                                {QStringLiteral("Theirs"), QStringLiteral("\u00e9t\u00e9")},
                                {QStringLiteral("Mine"), QStringLiteral("mine")}};
-    QCOMPARE(readPreferences(kDomain), expected);
+    QCOMPARE(readPreferences(), expected);
     QCOMPARE(defaults.persistentDomain(), expected);
     QCOMPARE(defaults.stringForKey(QStringLiteral("Mode")), QStringLiteral("new"));
-
-    QCOMPARE(runHelper({kDomain, QStringLiteral("get"), QStringLiteral("Mine")}, &ok), QStringLiteral("mine"));
-    QVERIFY(ok);
 }
 
 void TestUserDefaults::concurrentProcessesKeepEveryKey()
@@ -216,7 +197,7 @@ void TestUserDefaults::concurrentProcessesKeepEveryKey()
     QCOMPARE(other.exitCode(), 0);
 
     // Each synchronize() merged under the lock, so no writer lost the other's keys.
-    const QVariantMap values = readPreferences(kDomain);
+    const QVariantMap values = readPreferences();
     QCOMPARE(values.size(), 2 * kCount);
     for (int i = 0; i < kCount; ++i) {
         QCOMPARE(values.value(QStringLiteral("test%1").arg(i)), QVariant(qint64(i)));
@@ -239,74 +220,64 @@ void TestUserDefaults::corruptFileIsKeptAside()
 {
     QFETCH(QByteArray, contents);
     TemporaryHome home;
-    const QString path = Paths::preferencesFileForDomain(kDomain);
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(contents);
-    }
+    const QFileInfo path(Paths::preferencesFileForDomain(kDomain));
+    const QDir folder = path.absoluteDir();
+    QVERIFY(folder.mkpath(QStringLiteral(".")));
+    QVERIFY(FileWriter::writeAtomically(path.filePath(), contents, FileWriter::Cached));
 
     UserDefaults defaults(kDomain);
     QVERIFY(defaults.persistentDomain().isEmpty());
     // Only reading leaves the file alone.
     QVERIFY(defaults.synchronize());
-    QCOMPARE(QDir(QFileInfo(path).absolutePath()).entryList(QDir::Files), QStringList{QFileInfo(path).fileName()});
+    QCOMPARE(folder.entryList(QDir::Files), QStringList{path.fileName()});
 
     defaults.setObject(true, QStringLiteral("Enabled"));
     QString error;
     QVERIFY2(defaults.synchronize(&error), qPrintable(error));
-    QCOMPARE(readPreferences(kDomain), (QVariantMap{{QStringLiteral("Enabled"), true}}));
-    QVERIFY(defaults.boolForKey(QStringLiteral("Enabled")));
-
-    const QStringList aside = QDir(QFileInfo(path).absolutePath())
-                                  .entryList({QFileInfo(path).fileName() + QStringLiteral(".corrupt-*")}, QDir::Files);
+    QCOMPARE(readPreferences(), (QVariantMap{{QStringLiteral("Enabled"), true}}));
+    const QStringList aside = folder.entryList({path.fileName() + QStringLiteral(".corrupt-*")}, QDir::Files);
     QCOMPARE(aside.size(), 1);
-    QFile kept(QFileInfo(path).absolutePath() + QLatin1Char('/') + aside.constFirst());
+    QFile kept(folder.filePath(aside.constFirst()));
     QVERIFY(kept.open(QIODevice::ReadOnly));
     QCOMPARE(kept.readAll(), contents);
 }
 
-// A file that cannot be read is no evidence of corruption: it must be neither moved nor replaced.
-void TestUserDefaults::unreadableFileIsNotTakenForCorrupt()
+void TestUserDefaults::failedSynchronizeKeepsChanges_data()
 {
-    TemporaryHome home;
-    const QString path = Paths::preferencesFileForDomain(kDomain);
-    // Even root cannot read a folder as a file.
-    QVERIFY(QDir().mkpath(path));
-    UserDefaults defaults(kDomain);
-    defaults.setObject(QStringLiteral("kept"), QStringLiteral("Pending"));
-    QString error;
-    QVERIFY(!defaults.synchronize(&error));
-    QVERIFY2(error.contains(QStringLiteral("cannot read")), qPrintable(error));
-    QVERIFY(QFileInfo(path).isDir());
-    QVERIFY(QDir(QFileInfo(path).absolutePath()).entryList({QStringLiteral("*.corrupt-*")}).isEmpty());
+    QTest::addColumn<bool>("folderInTheWay");
+    QTest::addColumn<QString>("errorContains");
 
-    QVERIFY(QDir(path).removeRecursively());
-    QVERIFY2(defaults.synchronize(&error), qPrintable(error));
-    QCOMPARE(readPreferences(kDomain), (QVariantMap{{QStringLiteral("Pending"), QStringLiteral("kept")}}));
+    // Even root cannot read a folder as a file; an unreadable file is no evidence of corruption.
+    QTest::newRow("folder at the file's path") << true << QStringLiteral("cannot read");
+    QTest::newRow("file at the folder's path") << false << QString();
 }
 
 void TestUserDefaults::failedSynchronizeKeepsChanges()
 {
+    QFETCH(bool, folderInTheWay);
+    QFETCH(QString, errorContains);
     TemporaryHome home;
-    // A file where the preferences folder should be makes every write fail.
-    const QString folder = Paths::preferencesFolder();
-    QDir().mkpath(QFileInfo(folder).absolutePath());
-    {
-        QFile blocker(folder);
-        QVERIFY(blocker.open(QIODevice::WriteOnly));
+    const QString path = Paths::preferencesFileForDomain(kDomain);
+    const QString blocker = folderInTheWay ? path : Paths::preferencesFolder();
+    if (folderInTheWay) {
+        QVERIFY(QDir().mkpath(path));
+    } else {
+        QVERIFY(QDir().mkpath(QFileInfo(blocker).absolutePath()));
+        QVERIFY(FileWriter::writeAtomically(blocker, QByteArray(), FileWriter::Cached));
     }
     UserDefaults defaults(kDomain);
     defaults.setObject(QStringLiteral("kept"), QStringLiteral("Pending"));
     QString error;
     QVERIFY(!defaults.synchronize(&error));
-    QVERIFY(!error.isEmpty());
+    QVERIFY2(!error.isEmpty() && error.contains(errorContains), qPrintable(error));
     QCOMPARE(defaults.stringForKey(QStringLiteral("Pending")), QStringLiteral("kept"));
+    // What is in the way is neither moved nor replaced.
+    QCOMPARE(QFileInfo(blocker).isDir(), folderInTheWay);
+    QVERIFY(QDir(QFileInfo(blocker).absolutePath()).entryList({QStringLiteral("*.corrupt-*")}).isEmpty());
 
-    QVERIFY(QFile::remove(folder));
+    QVERIFY(folderInTheWay ? QDir(blocker).removeRecursively() : QFile::remove(blocker));
     QVERIFY2(defaults.synchronize(&error), qPrintable(error));
-    QCOMPARE(readPreferences(kDomain), (QVariantMap{{QStringLiteral("Pending"), QStringLiteral("kept")}}));
+    QCOMPARE(readPreferences(), (QVariantMap{{QStringLiteral("Pending"), QStringLiteral("kept")}}));
 }
 
 void TestUserDefaults::boolForKey_data()
@@ -314,18 +285,13 @@ void TestUserDefaults::boolForKey_data()
     QTest::addColumn<QVariant>("value");
     QTest::addColumn<bool>("expected");
 
-    QTest::newRow("true") << QVariant(true) << true;
+    for (const char *text : {"YES", "yes", "Y", "true", "t", " 1 ", "2.5", "-1"})
+        QTest::addRow("string \"%s\"", text) << QVariant(QString::fromLatin1(text)) << true;
+    for (const char *text : {"NO", "false", "0", "0.0", "", "maybe"})
+        QTest::addRow("string \"%s\"", text) << QVariant(QString::fromLatin1(text)) << false;
     QTest::newRow("false") << QVariant(false) << false;
-    for (const char *text : {"YES", "yes", "Y", "true", "TRUE", "t", "1", " 1 ", "2.5", "-1"})
-        QTest::newRow(qPrintable(QStringLiteral("string \"%1\"").arg(QLatin1String(text))))
-            << QVariant(QString::fromLatin1(text)) << true;
-    for (const char *text : {"NO", "no", "false", "0", "0.0", "", "maybe"})
-        QTest::newRow(qPrintable(QStringLiteral("string \"%1\"").arg(QLatin1String(text))))
-            << QVariant(QString::fromLatin1(text)) << false;
     QTest::newRow("integer 0") << QVariant(qint64(0)) << false;
-    QTest::newRow("integer 1") << QVariant(qint64(1)) << true;
     QTest::newRow("integer -3") << QVariant(-3) << true;
-    QTest::newRow("real 0.0") << QVariant(0.0) << false;
     QTest::newRow("real 0.5") << QVariant(0.5) << true;
     QTest::newRow("unsigned 7") << QVariant(7u) << true;
     QTest::newRow("data") << QVariant(QByteArray("1")) << false;
@@ -352,26 +318,19 @@ void TestUserDefaults::typedGetters()
 {
     TemporaryHome home;
     const QVariantMap dictionary{{QStringLiteral("x"), qint64(1)}};
-    writePreferences(kDomain, QVariantMap{{QStringLiteral("Text"), QStringLiteral("42")},
-                                          {QStringLiteral("Padded"), QStringLiteral(" -17 ")},
+    writePreferences(kDomain, QVariantMap{{QStringLiteral("Text"), QStringLiteral(" -17 ")},
                                           {QStringLiteral("Number"), qint64(1) << 40},
                                           {QStringLiteral("Dictionary"), dictionary},
                                           {QStringLiteral("List"), QVariantList{1, 2}}});
     const UserDefaults defaults(kDomain);
-
-    QCOMPARE(defaults.stringForKey(QStringLiteral("Text")), QStringLiteral("42"));
+    // A getter answers only for its own type, or one it converts from.
+    QCOMPARE(defaults.stringForKey(QStringLiteral("Text")), QStringLiteral(" -17 "));
     QVERIFY(defaults.stringForKey(QStringLiteral("Number")).isNull());
-    QVERIFY(defaults.stringForKey(QStringLiteral("Missing")).isNull());
-
-    QCOMPARE(defaults.integerForKey(QStringLiteral("Text")), 42);
-    QCOMPARE(defaults.integerForKey(QStringLiteral("Padded")), -17);
+    QCOMPARE(defaults.integerForKey(QStringLiteral("Text")), -17);
     QCOMPARE(defaults.integerForKey(QStringLiteral("Number")), qint64(1) << 40);
     QCOMPARE(defaults.integerForKey(QStringLiteral("Dictionary")), 0);
-    QCOMPARE(defaults.integerForKey(QStringLiteral("Missing")), 0);
-
     QCOMPARE(defaults.dictionaryForKey(QStringLiteral("Dictionary")), dictionary);
     QVERIFY(defaults.dictionaryForKey(QStringLiteral("List")).isEmpty());
-    QVERIFY(defaults.dictionaryForKey(QStringLiteral("Text")).isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestUserDefaults)
