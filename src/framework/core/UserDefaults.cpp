@@ -1,10 +1,10 @@
 #include "UserDefaults.h"
 
+#include "CorruptFile.h"
 #include "Logging.h"
 #include "Paths.h"
 #include "PropertyList.h"
 
-#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -25,21 +25,6 @@ bool stringIsTrue(const QString &text)
     bool isNumber = false;
     const double number = trimmed.toDouble(&isNumber);
     return isNumber && number != 0;
-}
-
-// A file that is there but holds no dictionary is moved aside, never overwritten unseen. False when
-// it could not be moved: then it must not be overwritten either.
-bool keepCorruptFileAside(const QString &path)
-{
-    const QString stamp =
-        path + QStringLiteral(".corrupt-") + QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
-    QString aside = stamp;
-    for (int n = 2; QFileInfo::exists(aside); ++n)
-        aside = stamp + QLatin1Char('-') + QString::number(n);
-    if (!QFile::rename(path, aside))
-        return false;
-    qCWarning(lcCore) << "Preferences file" << path << "was not a property list; kept as" << aside;
-    return true;
 }
 
 } // namespace
@@ -217,9 +202,11 @@ bool UserDefaults::writePendingChanges(QString *error)
             return false;
         }
         const std::optional<QVariant> root = PropertyList::fromData(file.readAll());
+        // A file that is there but holds no dictionary is moved aside, never overwritten unseen; one
+        // that cannot be moved must not be overwritten either.
         if (root && root->metaType().id() == QMetaType::QVariantMap) {
             values = root->toMap();
-        } else if (!keepCorruptFileAside(path)) {
+        } else if (CorruptFile::keepAside(path, lcCore).isNull()) {
             if (error)
                 *error = QStringLiteral("%1 is not a property list and cannot be moved aside").arg(path);
             return false;
