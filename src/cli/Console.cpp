@@ -44,6 +44,11 @@ void Console::warn(const QString &message)
     m_err.flush();
 }
 
+bool Console::isTerminal() const
+{
+    return ::isatty(STDOUT_FILENO);
+}
+
 std::optional<QString> Console::readTextInput(const QString &fileOrDash)
 {
     QFile file;

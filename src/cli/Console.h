@@ -18,6 +18,8 @@ public:
     int fail(const QString &message, int exitCode);
     // "tivaro: warning: <message>" on standard error, for work done with a caveat.
     void warn(const QString &message);
+    // Whether standard output is a terminal, where styled text may use ANSI escapes.
+    bool isTerminal() const;
 
     // The text of FILE, or of standard input for "-" or no argument. Nullopt, after printing why,
     // when it cannot be read or is not UTF-8.

@@ -5,7 +5,9 @@
 #include "commands/ContactsWriteCommand.h"
 #include "commands/IPodInfoCommand.h"
 #include "commands/IPodsCommand.h"
+#include "commands/LogCommand.h"
 #include "commands/NoteWriteCommand.h"
+#include "commands/PluginsCommand.h"
 
 #include "ipod/SysInfoError.h"
 
@@ -29,6 +31,8 @@ int main(int argc, char *argv[])
     registry.add(std::make_unique<NoteWriteCommand>());
     registry.add(std::make_unique<ContactsWriteCommand>());
     registry.add(std::make_unique<ContactsRemoveCommand>());
+    registry.add(std::make_unique<LogCommand>());
+    registry.add(std::make_unique<PluginsCommand>());
 
     Console console;
     // Nothing the user gives may end in an abort: every escaping error becomes one line.

@@ -1,0 +1,157 @@
+#include "LogManager.h"
+
+#include "core/RtfReader.h"
+#include "core/RtfWriter.h"
+
+#include <QColor>
+#include <QDataStream>
+#include <QIODevice>
+
+namespace {
+
+// "TVLG" and a format number ahead of the stream, so that foreign bytes and archives from a later
+// format are told apart from damaged ones.
+constexpr quint32 kMagic = 0x54564C47;
+constexpr quint16 kFormat = 1;
+// Fixed, so archives written by one Qt read the same under the next.
+constexpr QDataStream::Version kStreamVersion = QDataStream::Qt_6_0;
+
+TextAttributes helvetica(double pointSize, bool bold, const std::optional<QColor> &color = std::nullopt)
+{
+    TextAttributes style;
+    style.fontName = QStringLiteral("Helvetica");
+    style.bold = bold;
+    // The font manager's weight of a bold face.
+    style.weight = bold ? 5 : 0;
+    style.pointSize = pointSize;
+    style.color = color;
+    return style;
+}
+
+} // namespace
+
+LogManager::LogManager()
+    : m_startingDate(QDateTime::currentDateTime())
+{
+    m_styles.bigHeading = helvetica(14, true);
+    m_styles.smallHeading = helvetica(10, true);
+    m_styles.toolHeading = helvetica(14, true, QColor(0, 0, 255));
+    m_styles.log = helvetica(10, false);
+    m_styles.error = helvetica(10, false, QColor(255, 0, 0));
+    m_styles.warning = helvetica(10, false, QColor(255, 128, 0));
+}
+
+LogManager::LogManager(Unstyled)
+{}
+
+std::shared_ptr<LogManager> LogManager::sharedManager()
+{
+    return std::make_shared<LogManager>();
+}
+
+void LogManager::appendLine(const QString &string, const TextAttributes &style)
+{
+    m_astr.append(string + QLatin1Char('\r'), style);
+}
+
+void LogManager::appendBigHeading(const QString &string)
+{
+    appendLine(string, m_styles.bigHeading);
+}
+
+void LogManager::appendSmallHeading(const QString &string)
+{
+    appendLine(string, m_styles.smallHeading);
+}
+
+void LogManager::appendLog(const QString &string)
+{
+    appendLine(string, m_styles.log);
+}
+
+void LogManager::appendError(const QString &string)
+{
+    ++m_errors;
+    appendLine(string, m_styles.error);
+}
+
+void LogManager::appendWarning(const QString &string)
+{
+    appendLine(string, m_styles.warning);
+}
+
+void LogManager::appendToolHeading(const QString &string)
+{
+    const QString separator = m_astr.isEmpty() ? QString() : QStringLiteral("\r");
+    appendLine(separator + string, m_styles.toolHeading);
+}
+
+void LogManager::append(const QString &string, const QVariant &note, const QVariant &sender)
+{
+    Q_UNUSED(note);
+    Q_UNUSED(sender);
+    appendLog(string);
+}
+
+int LogManager::compare(const LogManager &other) const
+{
+    // The other's date against this one's: the later start comes first.
+    if (other.m_startingDate < m_startingDate)
+        return -1;
+    if (m_startingDate < other.m_startingDate)
+        return 1;
+    return 0;
+}
+
+QByteArray LogManager::archive() const
+{
+    QByteArray bytes;
+    QDataStream out(&bytes, QIODevice::WriteOnly);
+    out.setVersion(kStreamVersion);
+    // In UTC, so a log reads back as the same moment wherever the time zone has moved since.
+    out << kMagic << kFormat << m_startingDate.toUTC() << RtfWriter::toRtf(m_astr) << m_errors;
+    return bytes;
+}
+
+std::shared_ptr<LogManager> LogManager::fromArchive(const QByteArray &bytes, QString *error)
+{
+    const auto fail = [error](const QString &reason) {
+        if (error)
+            *error = reason;
+        return nullptr;
+    };
+    if (bytes.isEmpty())
+        return fail(QStringLiteral("the archived log is empty"));
+    QDataStream in(bytes);
+    in.setVersion(kStreamVersion);
+    quint32 magic = 0;
+    quint16 format = 0;
+    in >> magic >> format;
+    if (in.status() != QDataStream::Ok || magic != kMagic)
+        return fail(QStringLiteral("not an archived sync log"));
+    if (format != kFormat)
+        return fail(QStringLiteral("an archived sync log of format %1, which this version cannot read").arg(format));
+
+    QDateTime date;
+    QByteArray rtf;
+    qint32 errors = 0;
+    in >> date >> rtf >> errors;
+    if (in.status() != QDataStream::Ok)
+        return fail(QStringLiteral("the archived log is cut short or damaged"));
+    if (!in.atEnd())
+        return fail(QStringLiteral("the archived log has bytes past its end"));
+    if (!date.isValid())
+        return fail(QStringLiteral("the archived log has no valid starting date"));
+    if (errors < 0)
+        return fail(QStringLiteral("the archived log counts %1 errors").arg(errors));
+    QString reason;
+    std::optional<AttributedString> text = RtfReader::fromRtf(rtf, &reason);
+    if (!text)
+        return fail(QStringLiteral("the text of the archived log is unreadable: %1").arg(reason));
+
+    auto log = std::shared_ptr<LogManager>(new LogManager(Unstyled{}));
+    log->m_startingDate = date;
+    log->m_astr = std::move(*text);
+    log->m_errors = errors;
+    return log;
+}
