@@ -7,6 +7,7 @@ import datetime
 import os
 import plistlib
 import random
+import struct
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 CORPUS = os.path.join(HERE, "corpus")
@@ -168,3 +169,62 @@ write("fuzz_plist", "truncated.bplist", plistlib.dumps(preferences, fmt=plistlib
 # UTF-16 strings holding U+0000, as a key and as a value: libplist 2.2 asserts when they are read back.
 write("fuzz_plist", "utf16-nul-string.bplist", plistlib.dumps("\u00e9\x00", fmt=plistlib.FMT_BINARY))
 write("fuzz_plist", "utf16-nul-key.bplist", plistlib.dumps({"\u00e9\x00": 1}, fmt=plistlib.FMT_BINARY))
+
+# --- RTF: what RtfWriter writes, and what word processors write ----------------------------------
+
+WRITER_RTF = (
+    "{\\rtf1\\ansi\\ansicpg1252\\deff0\\uc1 {\\fonttbl{\\f0\\fswiss\\fcharset0 Helvetica;}"
+    "{\\f1\\froman\\fcharset0 Times\\'3b New;}}\n{\\colortbl;\\red0\\green0\\blue255;\\red255\\green128\\blue0;}\n"
+    "\\pard\\plain\n{{\\*\\tivaroweight5}\\f0\\fs28\\b\\cf1 Notes \\{x\\} \\\\ back\\par\n}"
+    "{\\f1\\fs20 K\\u246?ln \\u26085?\\u26412? \\u-10180?\\u-8267?\\line \\tab end\\par\n}"
+    "{\\f0\\fs20\\cf2 Slow feed\\par\n}{plain}\n}\n")
+write("fuzz_rtf", "writer", WRITER_RTF)
+write("fuzz_rtf", "textedit",
+      "{\\rtf1\\ansi\\ansicpg1252\\cocoartf2639\n\\cocoatextscaling0\\cocoaplatform0{\\fonttbl\\f0\\fswiss\\fcharset0 "
+      "Helvetica;\\f1\\fnil Menlo-Bold;}\n{\\colortbl;\\red255\\green255\\blue255;\\red0\\green128\\blue0;}\n"
+      "{\\*\\expandedcolortbl;;\\cssrgb\\c0\\c50\\c0;}\n\\paperw11900\\paperh16840\\margl1440\\margr1440\\vieww11520"
+      "\\viewh8400\\viewkind0\n\\pard\\tx566\\tx1133\\pardirnatural\\partightenfactor0\n\n\\f0\\fs24 \\cf0 Hello "
+      "\\f1\\b\\cf2 world\\\n\\f0\\b0\\cf0 next}")
+write("fuzz_rtf", "word",
+      b"{\\rtf1\\ansi\\ansicpg1252\\deff0{\\fonttbl{\\f0\\froman\\fprq2 Times New Roman{\\*\\panose 02020603050405020304}"
+      b"{\\*\\falt Times};}{\\f1\\fswiss Arial;}}{\\stylesheet{\\s0 Normal;}{\\s1\\b\\fs32 heading 1;}}"
+      b"{\\info{\\title Secret}{\\author A}{\\creatim\\yr2006\\mo5\\dy4}}{\\*\\generator Riched20 10.0;}"
+      b"\\pard\\plain\\s0\\f0\\fs24 caf\\'e9 \\'80\\'93x\\'94 \\uc2\\u26085\\'93\\'fa\\u-10180??\\u-8267\\'3f\\'3f!"
+      b"{\\uc0\\u9731}\\uc1\\u9731?\\par\r\n{\\f1\\cf0\\b\\i Bold\\b0\\i0  and \\~non\\-breaking\\_}\\sect\\page\r\n"
+      b"\\trowd\\cellx1000 A\\cell B\\cell\\row raw \xe9\x80 bytes}")
+write("fuzz_rtf", "skipped",
+      "{\\rtf1{\\*\\unknown {nested} text}{\\pict\\pngblip\\bin4 }}}}x}{\\header H}{\\footnote F}{\\field{\\*\\fldinst "
+      "HYPERLINK \"x\"}{\\fldrslt link}}\\emdash\\endash\\bullet\\lquote\\rquote\\ldblquote\\rdblquote\\emspace"
+      "\\zwj\\frobnicate-12 x\\:\\|\\ }")
+write("fuzz_rtf", "truncated", "{\\rtf1{\\fonttbl{\\f0 Helvetica;}}{\\f0\\fs24 kept {\\b so")
+write("fuzz_rtf", "deep", "{\\rtf1 " + "{\\b x" * 250 + "}" * 250 + "}")
+write("fuzz_rtf", "numbers", "{\\rtf1{\\colortbl;\\red99999999999999999999\\green-5;}\\fs-99999999999\\cf1 a"
+      "\\fs99999999999 b\\u99999999999?\\u-99999999?\\uc-3\\u65?c\\bin-4 d\\bin99999999999 e}")
+
+# --- Sync log: a property-list array of archived logs --------------------------------------------
+
+def archived_log(rtf, when, errors, fmt=1):
+    """A LogManager archive: magic "TVLG", format, then in a QDataStream (Qt 6.0 format) the starting
+    date (Julian day, milliseconds since midnight, Qt::UTC as 1), the RTF text and the error count."""
+    julian_day = when.toordinal() + 1721425
+    ms = ((when.hour * 60 + when.minute) * 60 + when.second) * 1000 + when.microsecond // 1000
+    return (struct.pack(">IH", 0x54564C47, fmt) + struct.pack(">qIb", julian_day, ms, 1)
+            + struct.pack(">I", len(rtf)) + rtf + struct.pack(">i", errors))
+
+
+LOG_RTF = (b"{\\rtf1\\ansi\\ansicpg1252\\deff0\\uc1 {\\fonttbl{\\f0\\fswiss\\fcharset0 Helvetica;}}\n"
+           b"{\\colortbl;\\red0\\green0\\blue255;\\red255\\green0\\blue0;}\n\\pard\\plain\n"
+           b"{{\\*\\tivaroweight5}\\f0\\fs28\\b\\cf1 Notes\\par\n}{\\f0\\fs20 Wrote 3 notes.\\par\n}"
+           b"{\\f0\\fs20\\cf2 iPod full\\par\n}\n}\n")
+SYNC = datetime.datetime(2026, 11, 21, 14, 3, 12, 345000)
+one = archived_log(LOG_RTF, SYNC, 1)
+write("fuzz_synclog", "one-log.plist", plistlib.dumps([one], fmt=plistlib.FMT_XML))
+write("fuzz_synclog", "three-logs.plist", plistlib.dumps(
+    [archived_log(b"{\\rtf1 first\\par}", SYNC - datetime.timedelta(days=2), 0), one,
+     archived_log(WRITER_RTF.encode(), SYNC + datetime.timedelta(hours=1), 3)], fmt=plistlib.FMT_XML))
+write("fuzz_synclog", "mixed.plist", plistlib.dumps([one, "text", 7, {"a": b"x"}, b""], fmt=plistlib.FMT_XML))
+write("fuzz_synclog", "binary.bplist", plistlib.dumps([one, one], fmt=plistlib.FMT_BINARY))
+write("fuzz_synclog", "dictionary.plist", plistlib.dumps({"log": one}, fmt=plistlib.FMT_XML))
+write("fuzz_synclog", "archive", one)
+write("fuzz_synclog", "archive-later-format", archived_log(LOG_RTF, SYNC, 0, fmt=2))
+write("fuzz_synclog", "archive-truncated", one[:40])
