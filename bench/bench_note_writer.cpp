@@ -4,6 +4,7 @@
 //
 // Each size is written many times, alternating which side goes first; the files are removed between
 // runs, outside the timed part, so every run creates fresh files. Medians are printed.
+#include "BenchSupport.h"
 #include "feeds/NSStringXtra.h"
 #include "ipod/NotePaginator.h"
 #include "ipod/TVRiPod.h"
@@ -18,15 +19,17 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <iterator>
 #include <memory>
 #include <vector>
 
 #include <fcntl.h>
-#include <linux/magic.h>
-#include <sys/vfs.h>
 #include <unistd.h>
+
+using BenchSupport::die;
+using BenchSupport::fileSystemOf;
+using BenchSupport::median;
+using BenchSupport::milliseconds;
 
 namespace {
 
@@ -34,12 +37,6 @@ struct PageFile {
     QByteArray path; // encoded for the file system
     QByteArray bytes;
 };
-
-[[noreturn]] void die(const QString &message)
-{
-    std::fprintf(stderr, "bench_note_writer: %s\n", qPrintable(message));
-    std::exit(1);
-}
 
 // Prose with words of varying length, some multibyte UTF-8 (accents, CJK, emoji), punctuation,
 // line breaks and paragraphs, cut to `bytes` bytes of UTF-8 at a word end.
@@ -138,18 +135,6 @@ QString makeText(qsizetype bytes, quint32 seed)
     return text;
 }
 
-double milliseconds(std::chrono::steady_clock::duration d)
-{
-    return std::chrono::duration<double, std::milli>(d).count();
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    const size_t middle = values.size() / 2;
-    return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
-}
-
 // Empties the note folders, keeping the folders themselves so both sides start from the same state.
 void removePages(const QStringList &folders)
 {
@@ -200,14 +185,6 @@ std::vector<PageFile> filesIn(const QStringList &folders)
     return found;
 }
 
-QString fileSystemOf(const QString &path)
-{
-    struct statfs info {};
-    if (::statfs(QFile::encodeName(path).constData(), &info) != 0)
-        return QStringLiteral("unknown file system");
-    return info.f_type == TMPFS_MAGIC ? QStringLiteral("tmpfs") : QStringLiteral("not tmpfs");
-}
-
 struct Case {
     const char *label;
     qsizetype bytes;
@@ -221,12 +198,7 @@ int main(int argc, char **argv)
 {
     // Preferences are read at every note; keep them away from the user's own.
     QTemporaryDir home;
-    if (!home.isValid())
-        die(QStringLiteral("cannot make a temporary home"));
-    qputenv("HOME", QFile::encodeName(home.path()));
-    qputenv("XDG_CONFIG_HOME", QFile::encodeName(home.filePath(QStringLiteral(".config"))));
-    qputenv("XDG_DATA_HOME", QFile::encodeName(home.filePath(QStringLiteral(".local/share"))));
-    qputenv("XDG_CACHE_HOME", QFile::encodeName(home.filePath(QStringLiteral(".cache"))));
+    BenchSupport::useTemporaryHome(home);
     QCoreApplication app(argc, argv);
 
     std::unique_ptr<QTemporaryDir> volume;

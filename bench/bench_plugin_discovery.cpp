@@ -15,6 +15,7 @@
 // For cold there is a second reference, the floor plus dlopen() of each library discovery keeps:
 // what the dynamic loader alone costs, so that the rest is what our own code adds.
 // Medians are printed; the sides take turns going first.
+#include "BenchSupport.h"
 #include "core/Paths.h"
 #include "core/PropertyList.h"
 #include "plugins/PluginManager.h"
@@ -30,7 +31,6 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -41,59 +41,21 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <linux/magic.h>
-#include <sys/vfs.h>
 #include <unistd.h>
+
+using BenchSupport::die;
+using BenchSupport::fileSystemOf;
+using BenchSupport::median;
+using BenchSupport::milliseconds;
 
 namespace {
 
 const QString kPluginsBelowPrefix = QStringLiteral("/lib/tivaro/PlugIns");
 
-[[noreturn]] void die(const QString &message)
-{
-    std::fprintf(stderr, "bench_plugin_discovery: %s\n", qPrintable(message));
-    std::exit(1);
-}
-
-double milliseconds(std::chrono::steady_clock::duration d)
-{
-    return std::chrono::duration<double, std::milli>(d).count();
-}
-
-double median(std::vector<double> values)
-{
-    if (values.empty())
-        return 0;
-    std::sort(values.begin(), values.end());
-    const size_t middle = values.size() / 2;
-    return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
-}
-
 // The duplicate names are there on purpose; their warnings would only bury the table.
 void silencePluginWarnings()
 {
     QLoggingCategory::setFilterRules(QStringLiteral("tivaro.plugins.warning=false"));
-}
-
-QString fileSystemOf(const QString &path)
-{
-    struct statfs info {};
-    if (::statfs(QFile::encodeName(path).constData(), &info) != 0)
-        return QStringLiteral("unknown file system");
-    switch (info.f_type) {
-    case TMPFS_MAGIC:
-        return QStringLiteral("tmpfs");
-    case EXT4_SUPER_MAGIC:
-        return QStringLiteral("ext2/3/4");
-    case BTRFS_SUPER_MAGIC:
-        return QStringLiteral("btrfs");
-    case XFS_SUPER_MAGIC:
-        return QStringLiteral("xfs");
-    case OVERLAYFS_SUPER_MAGIC:
-        return QStringLiteral("overlayfs");
-    default:
-        return QStringLiteral("file system 0x%1").arg(qulonglong(info.f_type), 0, 16);
-    }
 }
 
 // ---- The floor: list the three folders, parse each Info.plist, load nothing ----
@@ -448,12 +410,7 @@ int main(int argc, char **argv)
     // Discovery reads the user's plug-ins folder; keep every XDG folder inside a temporary home
     // before anything asks where they are.
     QTemporaryDir home;
-    if (!home.isValid())
-        die(QStringLiteral("cannot make a temporary home"));
-    qputenv("HOME", QFile::encodeName(home.path()));
-    qputenv("XDG_CONFIG_HOME", QFile::encodeName(home.filePath(QStringLiteral(".config"))));
-    qputenv("XDG_DATA_HOME", QFile::encodeName(home.filePath(QStringLiteral(".local/share"))));
-    qputenv("XDG_CACHE_HOME", QFile::encodeName(home.filePath(QStringLiteral(".cache"))));
+    BenchSupport::useTemporaryHome(home);
     QCoreApplication app(argc, argv);
     silencePluginWarnings();
     // A line at a time, so that a run that is piped somewhere shows its progress.

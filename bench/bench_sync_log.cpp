@@ -7,6 +7,7 @@
 // a few warnings and errors. For each size the file is set up with one entry fewer (outside the
 // timed part, and synced to disk), then the append that brings it to that size is timed; the file
 // is put back between runs. The three sides take turns going first. Medians are printed.
+#include "BenchSupport.h"
 #include "core/FileWriter.h"
 #include "core/PropertyList.h"
 #include "sync/LogManager.h"
@@ -20,57 +21,21 @@
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 
-#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <iterator>
 #include <vector>
 
 #include <fcntl.h>
-#include <linux/magic.h>
-#include <sys/vfs.h>
 #include <unistd.h>
 
+using BenchSupport::die;
+using BenchSupport::fileSystemOf;
+using BenchSupport::median;
+using BenchSupport::milliseconds;
+
 namespace {
-
-[[noreturn]] void die(const QString &message)
-{
-    std::fprintf(stderr, "bench_sync_log: %s\n", qPrintable(message));
-    std::exit(1);
-}
-
-double milliseconds(std::chrono::steady_clock::duration d)
-{
-    return std::chrono::duration<double, std::milli>(d).count();
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    const size_t middle = values.size() / 2;
-    return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
-}
-
-QString fileSystemOf(const QString &path)
-{
-    struct statfs info {};
-    if (::statfs(QFile::encodeName(path).constData(), &info) != 0)
-        return QStringLiteral("unknown file system");
-    switch (info.f_type) {
-    case TMPFS_MAGIC:
-        return QStringLiteral("tmpfs");
-    case EXT4_SUPER_MAGIC:
-        return QStringLiteral("ext2/3/4");
-    case BTRFS_SUPER_MAGIC:
-        return QStringLiteral("btrfs");
-    case XFS_SUPER_MAGIC:
-        return QStringLiteral("xfs");
-    default:
-        return QStringLiteral("file system 0x%1").arg(qulonglong(info.f_type), 0, 16);
-    }
-}
 
 // ---- Realistic logs ----
 
@@ -234,12 +199,7 @@ int main(int argc, char **argv)
     // The sync log lives in the application-support folder; keep every XDG folder inside a
     // temporary home before anything asks where they are.
     QTemporaryDir home;
-    if (!home.isValid())
-        die(QStringLiteral("cannot make a temporary home"));
-    qputenv("HOME", QFile::encodeName(home.path()));
-    qputenv("XDG_CONFIG_HOME", QFile::encodeName(home.filePath(QStringLiteral(".config"))));
-    qputenv("XDG_DATA_HOME", QFile::encodeName(home.filePath(QStringLiteral(".local/share"))));
-    qputenv("XDG_CACHE_HOME", QFile::encodeName(home.filePath(QStringLiteral(".cache"))));
+    BenchSupport::useTemporaryHome(home);
     QCoreApplication app(argc, argv);
 
     const QString logPath = SyncLogFile::path();

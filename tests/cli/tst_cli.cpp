@@ -1,3 +1,4 @@
+#include "CliRun.h"
 #include "IPodFixture.h"
 #include "TemporaryHome.h"
 
@@ -7,16 +8,6 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QtTest>
-
-namespace {
-
-struct Result {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-} // namespace
 
 // The `tivaro` program as a user runs it: real process, real files, a described mount table.
 class CliTest : public QObject
@@ -40,7 +31,6 @@ private Q_SLOTS:
     void writesAndRemovesContacts();
 
 private:
-    Result run(const QStringList &arguments, const QByteArray &input = QByteArray());
     void mountTable(const QList<QStringList> &mounts);
 
     TemporaryHome m_home;
@@ -63,18 +53,6 @@ void CliTest::init()
     QFile::remove(m_iPod + "/Notes");
     m_home.writeApplicationPreferences({});
     mountTable({});
-}
-
-Result CliTest::run(const QStringList &arguments, const QByteArray &input)
-{
-    QProcess process;
-    process.start(qEnvironmentVariable("TIVARO_CLI"), arguments);
-    process.write(input);
-    process.closeWriteChannel();
-    if (!process.waitForFinished(60000))
-        return {};
-    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-            QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError())};
 }
 
 void CliTest::mountTable(const QList<QStringList> &mounts)
@@ -111,7 +89,7 @@ void CliTest::usageErrors()
     QFETCH(QStringList, arguments);
     QFETCH(int, exitCode);
     QFETCH(QString, message);
-    const Result result = run(arguments);
+    const CliRun result = CliRun::run(arguments);
     QCOMPARE(result.exitCode, exitCode);
     QVERIFY2((result.out + result.err).contains(message), qPrintable(result.out + result.err));
 }
@@ -121,7 +99,7 @@ void CliTest::listsiPodsAsJson()
     const QString mac = IPodFixture::createWithFamily(m_folder.path() + "/MacPod", 6, "MAC1");
     mountTable({{m_shuffle, "vfat"}, {m_iPod, "fuse.fusefat"}, {mac, "hfsplus", "ro"}});
     IPodFixture::writeFile(m_iPod, "Notes/a.txt", "a");
-    const Result result = run({"ipods", "--json"});
+    const CliRun result = CliRun::run({"ipods", "--json"});
     QCOMPARE(result.exitCode, 0);
     const QJsonObject root = QJsonDocument::fromJson(result.out.toUtf8()).object();
     const QJsonArray iPods = root.value("iPods").toArray();
@@ -152,18 +130,18 @@ void CliTest::listsiPodsAsJson()
 
 void CliTest::listsiPodsAsText()
 {
-    Result result = run({"ipods"});
+    CliRun result = CliRun::run({"ipods"});
     QCOMPARE(result.exitCode, 0);
     QCOMPARE(result.out.trimmed(), QString("No iPod found."));
 
     qputenv("TIVARO_MOUNTINFO", QFile::encodeName(m_folder.path() + "/no-such-table"));
-    result = run({"ipods"});
+    result = CliRun::run({"ipods"});
     QCOMPARE(result.exitCode, 1);
     QVERIFY2(result.err.contains("cannot read the mount table"), qPrintable(result.err));
 
     m_home.writeApplicationPreferences({{"TVRSyncSN", "SOMEONE-ELSE"}});
     mountTable({{m_iPod, "vfat"}});
-    result = run({"ipods"});
+    result = CliRun::run({"ipods"});
     QCOMPARE(result.exitCode, 0);
     QVERIFY(result.out.startsWith("Nano  " + m_iPod));
     QVERIFY(result.out.contains("7 (iPod nano)"));
@@ -172,12 +150,12 @@ void CliTest::listsiPodsAsText()
 
 void CliTest::describesOneiPod()
 {
-    const Result result = run({"ipod", "info", m_iPod, "--json"});
+    const CliRun result = CliRun::run({"ipod", "info", m_iPod, "--json"});
     QCOMPARE(result.exitCode, 0);
     const QJsonObject nano = QJsonDocument::fromJson(result.out.toUtf8()).object();
     QCOMPARE(nano.value("serialNumber").toString(), QString("NANO1"));
     QCOMPARE(nano.value("hasNotes").toBool(), true);
-    QCOMPARE(run({"ipod", "info", m_iPod}).out.split('\n').first(), "Nano  " + m_iPod);
+    QCOMPARE(CliRun::run({"ipod", "info", m_iPod}).out.split('\n').first(), "Nano  " + m_iPod);
 }
 
 void CliTest::refusesPathsThatAreNoiPod_data()
@@ -201,7 +179,7 @@ void CliTest::refusesPathsThatAreNoiPod()
         .replace("%broken", broken);
     for (const QStringList &arguments :
          {QStringList{"ipod", "info", path}, QStringList{"note", "write", "--ipod", path, "--name", "n"}}) {
-        const Result result = run(arguments, "text");
+        const CliRun result = CliRun::run(arguments, "text");
         QCOMPARE(result.exitCode, 1);
         QVERIFY2(result.err.startsWith("tivaro: ") && result.err.contains(message), qPrintable(result.err));
         QCOMPARE(result.err.count('\n'), 1);
@@ -210,22 +188,23 @@ void CliTest::refusesPathsThatAreNoiPod()
 
 void CliTest::writesANote()
 {
-    Result result =
-        run({"note", "write", "--ipod", m_iPod, "--name", "Hello: World", "--local-path", "Inbox"}, "Hi there");
+    CliRun result =
+        CliRun::run({"note", "write", "--ipod", m_iPod, "--name", "Hello: World", "--local-path", "Inbox"}, "Hi there");
     QCOMPARE(result.exitCode, 0);
     QVERIFY(result.out.contains("1 page(s)"));
     QCOMPARE(IPodFixture::readFile(m_iPod + "/Notes/Inbox/Hello- World.txt"),
              QByteArray("<?xml encoding=\"UTF-8\"?><title>Hello- World</title>Hi there"));
 
     // Text after a word longer than a page is left out, and the user is told.
-    result = run({"note", "write", "--ipod", m_iPod, "--name", "Cut"}, "before " + QByteArray(5000, 'w') + " after");
+    result =
+        CliRun::run({"note", "write", "--ipod", m_iPod, "--name", "Cut"}, "before " + QByteArray(5000, 'w') + " after");
     QCOMPARE(result.exitCode, 0);
     QVERIFY2(result.err.contains("warning: the note stops before a word longer than a page; the last 5006 bytes"),
              qPrintable(result.err));
 
     const QString file = m_folder.path() + "/long.txt";
     IPodFixture::writeFile(m_folder.path(), "long.txt", QByteArray("lorem ipsum ").repeated(1000));
-    result = run({"note", "write", "--ipod", m_iPod, "--name", "Long", "--encoding", "utf16", file});
+    result = CliRun::run({"note", "write", "--ipod", m_iPod, "--name", "Long", "--encoding", "utf16", file});
     QCOMPARE(result.exitCode, 0);
     QVERIFY(QFileInfo(m_iPod + "/Notes/_pages/Long p6.txt").size() <= 2048);
 }
@@ -249,7 +228,7 @@ void CliTest::noteWriteFailures()
     QFETCH(QString, message);
     if (notesIsAFile)
         IPodFixture::writeFile(m_iPod, "Notes", "x");
-    const Result result = run({"note", "write", "--ipod", m_iPod, "--name", name, "-"}, input);
+    const CliRun result = CliRun::run({"note", "write", "--ipod", m_iPod, "--name", name, "-"}, input);
     QCOMPARE(result.exitCode, 1);
     QVERIFY2(result.err.contains(message), qPrintable(result.err));
     QCOMPARE(result.err.count('\n'), 1);
@@ -257,15 +236,15 @@ void CliTest::noteWriteFailures()
 
 void CliTest::writesAndRemovesContacts()
 {
-    Result result = run({"contacts", "write", "--ipod", m_iPod, "--name", "Headlines.txt", "--title", "News"},
-                        "line one\nline two");
+    CliRun result = CliRun::run({"contacts", "write", "--ipod", m_iPod, "--name", "Headlines.txt", "--title", "News"},
+                                "line one\nline two");
     QCOMPARE(result.exitCode, 0);
     QCOMPARE(IPodFixture::readFile(m_iPod + "/Contacts/TVR-Headlines.vcf"),
              QByteArray("BEGIN:VCARD\rVERSION:3.0\rN:News\rORG:line one\\nline two\rEND:VCARD\r"));
-    result = run({"contacts", "remove", "--ipod", m_iPod, "--name", "Headlines"});
+    result = CliRun::run({"contacts", "remove", "--ipod", m_iPod, "--name", "Headlines"});
     QCOMPARE(result.exitCode, 0);
     QVERIFY(!QFileInfo::exists(m_iPod + "/Contacts/TVR-Headlines.vcf"));
-    result = run({"contacts", "remove", "--ipod", m_iPod, "--name", "Headlines"});
+    result = CliRun::run({"contacts", "remove", "--ipod", m_iPod, "--name", "Headlines"});
     QCOMPARE(result.exitCode, 0);
     QVERIFY(result.out.contains("Nothing to remove"));
 }

@@ -1,3 +1,4 @@
+#include "CliRun.h"
 #include "TemporaryHome.h"
 
 #include "core/PropertyList.h"
@@ -13,12 +14,6 @@
 #include <QtTest>
 
 namespace {
-
-struct Result {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
 
 const QDateTime kFirstStart(QDate(2026, 1, 2), QTime(3, 4, 5, 678));
 
@@ -49,7 +44,6 @@ private Q_SLOTS:
     void goesOnPastAnUnreadableEntry();
 
 private:
-    Result run(const QStringList &arguments);
     void appendSampleLogs();
 
     std::unique_ptr<TemporaryHome> m_home;
@@ -64,16 +58,6 @@ void CliLogTest::init()
 {
     m_home.reset();
     m_home = std::make_unique<TemporaryHome>();
-}
-
-Result CliLogTest::run(const QStringList &arguments)
-{
-    QProcess process;
-    process.start(qEnvironmentVariable("TIVARO_CLI"), arguments);
-    if (!process.waitForFinished(60000))
-        return {};
-    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-            QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError())};
 }
 
 void CliLogTest::appendSampleLogs()
@@ -123,7 +107,7 @@ void CliLogTest::withoutLogs()
         QDir().mkpath(QFileInfo(SyncLogFile::path()).path());
         QVERIFY(PropertyList::writeFile(SyncLogFile::path(), file));
     }
-    const Result result = run(arguments);
+    const CliRun result = CliRun::run(arguments);
     QTEST(result.exitCode, "exitCode");
     QTEST(result.out, "out");
     QVERIFY2(err.isEmpty() ? result.err.isEmpty() : (result.err.endsWith(err) && result.err.count('\n') == 1),
@@ -150,7 +134,7 @@ void CliLogTest::printsLogsOldestFirst()
     QFETCH(QStringList, arguments);
     QFETCH(QStringList, logs);
     appendSampleLogs();
-    const Result result = run(arguments);
+    const CliRun result = CliRun::run(arguments);
     QTEST(result.exitCode, "exitCode");
     QCOMPARE(result.out, logs.isEmpty() ? QString() : logs.join("\n\n") + '\n');
     QCOMPARE(result.err.isEmpty(), !logs.isEmpty());
@@ -159,7 +143,7 @@ void CliLogTest::printsLogsOldestFirst()
 void CliLogTest::printsJson()
 {
     appendSampleLogs();
-    const Result result = run({"log", "--json", "--last", "2"});
+    const CliRun result = CliRun::run({"log", "--json", "--last", "2"});
     QCOMPARE(result.exitCode, 0);
     const QJsonArray logs = QJsonDocument::fromJson(result.out.toUtf8()).array();
     QCOMPARE(logs.size(), 2);
@@ -203,11 +187,11 @@ void CliLogTest::goesOnPastAnUnreadableEntry()
     last.appendLog("after the damage");
     QVERIFY(SyncLogFile::append(last.archive()));
 
-    const Result result = run({"log", "--last", "3"});
+    const CliRun result = CliRun::run({"log", "--last", "3"});
     QCOMPARE(result.exitCode, 1);
     QCOMPARE(result.out, kPrinted.at(2) + "\n\nSync of 2026-01-05 03:04:05 — no errors\nafter the damage\n");
     QCOMPARE(result.err, QString("tivaro: warning: sync log entry 4 cannot be read: not an archived sync log\n"));
-    QCOMPARE(run({"log", "--json"}).exitCode, 1);
+    QCOMPARE(CliRun::run({"log", "--json"}).exitCode, 1);
 }
 
 QTEST_GUILESS_MAIN(CliLogTest)
