@@ -31,168 +31,145 @@ class CliLogTest : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
-    void initTestCase();
-    void init();
-
-    void withoutLogs_data();
-    void withoutLogs();
-    void printsLogsOldestFirst_data();
-    void printsLogsOldestFirst();
-    void printsJson();
-    void stylesForATerminal();
-    void goesOnPastAnUnreadableEntry();
-
-private:
-    void appendSampleLogs();
+    // What the sync log file holds before the command runs.
+    enum Log { NoFile, EmptyList, NotALog, Samples };
 
     std::unique_ptr<TemporaryHome> m_home;
-};
 
-void CliLogTest::initTestCase()
-{
-    QVERIFY2(QFileInfo::exists(qEnvironmentVariable("TIVARO_CLI")), "TIVARO_CLI names the tivaro program");
-}
-
-void CliLogTest::init()
-{
-    m_home.reset();
-    m_home = std::make_unique<TemporaryHome>();
-}
-
-void CliLogTest::appendSampleLogs()
-{
-    LogManager first;
-    first.setStartingDate(kFirstStart);
-    first.appendToolHeading("Notes");
-    first.appendLog("Wrote 3 notes.");
-    first.appendLog("line\nbreak");
-    LogManager second;
-    second.setStartingDate(kFirstStart.addDays(1));
-    second.appendError("iPod full");
-    LogManager third;
-    third.setStartingDate(kFirstStart.addDays(2));
-    third.appendWarning("Slow feed");
-    third.appendError("No iPod");
-    third.appendError("No disk");
-    for (const LogManager *log : {&first, &second, &third})
-        QVERIFY(SyncLogFile::append(log->archive()));
-}
-
-void CliLogTest::withoutLogs_data()
-{
-    QTest::addColumn<QVariant>("file");
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QString>("out");
-    QTest::addColumn<QString>("err");
-
-    QTest::newRow("no file") << QVariant() << QStringList{"log"} << 0 << "No sync log yet.\n"
-                             << "";
-    QTest::newRow("empty list") << QVariant(QVariantList()) << QStringList{"log", "--last", "3"} << 0
-                                << "No sync log yet.\n"
-                                << "";
-    QTest::newRow("empty list as JSON") << QVariant(QVariantList()) << QStringList{"log", "--json"} << 0 << "[\n]\n"
-                                        << "";
-    QTest::newRow("not a sync log") << QVariant(QVariantMap{{"Notes", true}}) << QStringList{"log"} << 1 << ""
-                                    << "SyncLog.plist is not a sync log: a property list, but not an array\n";
-}
-
-void CliLogTest::withoutLogs()
-{
-    QFETCH(QVariant, file);
-    QFETCH(QStringList, arguments);
-    QFETCH(QString, err);
-    if (file.isValid()) {
-        QDir().mkpath(QFileInfo(SyncLogFile::path()).path());
-        QVERIFY(PropertyList::writeFile(SyncLogFile::path(), file));
+    void appendSampleLogs()
+    {
+        LogManager first;
+        first.setStartingDate(kFirstStart);
+        first.appendToolHeading("Notes");
+        first.appendLog("Wrote 3 notes.");
+        first.appendLog("line\nbreak");
+        LogManager second;
+        second.setStartingDate(kFirstStart.addDays(1));
+        second.appendError("iPod full");
+        LogManager third;
+        third.setStartingDate(kFirstStart.addDays(2));
+        third.appendWarning("Slow feed");
+        third.appendError("No iPod");
+        third.appendError("No disk");
+        for (const LogManager *log : {&first, &second, &third})
+            QVERIFY(SyncLogFile::append(log->archive()));
     }
-    const CliRun result = CliRun::run(arguments);
-    QTEST(result.exitCode, "exitCode");
-    QTEST(result.out, "out");
-    QVERIFY2(err.isEmpty() ? result.err.isEmpty() : (result.err.endsWith(err) && result.err.count('\n') == 1),
-             qPrintable(result.err));
-}
 
-void CliLogTest::printsLogsOldestFirst_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QStringList>("logs");
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY2(QFileInfo::exists(qEnvironmentVariable("TIVARO_CLI")), "TIVARO_CLI names the tivaro program");
+    }
 
-    QTest::newRow("all") << QStringList{"log"} << 0 << kPrinted;
-    QTest::newRow("last 1") << QStringList{"log", "--last", "1"} << 0 << kPrinted.mid(2);
-    QTest::newRow("last 2") << QStringList{"log", "--last=2"} << 0 << kPrinted.mid(1);
-    QTest::newRow("last beyond the count") << QStringList{"log", "--last", "10"} << 0 << kPrinted;
-    QTest::newRow("last 0") << QStringList{"log", "--last", "0"} << 2 << QStringList();
-    QTest::newRow("last not a number") << QStringList{"log", "--last", "x"} << 2 << QStringList();
-    QTest::newRow("stray argument") << QStringList{"log", "more"} << 2 << QStringList();
-}
+    // The old home goes first: it restores the environment that the new one then replaces.
+    void init()
+    {
+        m_home.reset();
+        m_home = std::make_unique<TemporaryHome>();
+    }
 
-void CliLogTest::printsLogsOldestFirst()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(QStringList, logs);
-    appendSampleLogs();
-    const CliRun result = CliRun::run(arguments);
-    QTEST(result.exitCode, "exitCode");
-    QCOMPARE(result.out, logs.isEmpty() ? QString() : logs.join("\n\n") + '\n');
-    QCOMPARE(result.err.isEmpty(), !logs.isEmpty());
-}
+    void printsText_data()
+    {
+        QTest::addColumn<int>("log");
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("out");
+        QTest::addColumn<QString>("err");
+        // The logs from the `from`th on, oldest first, a blank line between them.
+        const auto printed = [](int from) { return kPrinted.mid(from).join("\n\n") + '\n'; };
+        const QString noLog = "No sync log yet.\n";
+        const QString none;
+        QTest::newRow("no file") << int(NoFile) << QStringList{"log"} << 0 << noLog << none;
+        QTest::newRow("empty list") << int(EmptyList) << QStringList{"log", "--last", "3"} << 0 << noLog << none;
+        QTest::newRow("empty list as JSON") << int(EmptyList) << QStringList{"log", "--json"} << 0 << "[\n]\n" << none;
+        QTest::newRow("not a sync log") << int(NotALog) << QStringList{"log"} << 1 << none
+                                        << "SyncLog.plist is not a sync log: a property list, but not an array\n";
+        QTest::newRow("all") << int(Samples) << QStringList{"log"} << 0 << printed(0) << none;
+        QTest::newRow("last 1") << int(Samples) << QStringList{"log", "--last", "1"} << 0 << printed(2) << none;
+        QTest::newRow("last 2") << int(Samples) << QStringList{"log", "--last=2"} << 0 << printed(1) << none;
+        QTest::newRow("last beyond the count")
+            << int(Samples) << QStringList{"log", "--last", "10"} << 0 << printed(0) << none;
+        QTest::newRow("last 0") << int(Samples) << QStringList{"log", "--last", "0"} << 2 << none
+                                << "--last takes a positive number, not \"0\"\n";
+        QTest::newRow("last not a number") << int(Samples) << QStringList{"log", "--last", "x"} << 2 << none
+                                           << "--last takes a positive number, not \"x\"\n";
+        QTest::newRow("stray argument") << int(Samples) << QStringList{"log", "more"} << 2 << none
+                                        << "log takes no arguments\n";
+    }
 
-void CliLogTest::printsJson()
-{
-    appendSampleLogs();
-    const CliRun result = CliRun::run({"log", "--json", "--last", "2"});
-    QCOMPARE(result.exitCode, 0);
-    const QJsonArray logs = QJsonDocument::fromJson(result.out.toUtf8()).array();
-    QCOMPARE(logs.size(), 2);
-    const QJsonObject third = logs.at(1).toObject();
-    QCOMPARE(third["entry"].toInt(), 3);
-    QCOMPARE(third["date"].toString(), kFirstStart.addDays(2).toUTC().toString(Qt::ISODateWithMs));
-    QCOMPARE(third["errorCount"].toInt(), 2);
-    QCOMPARE(third["text"].toString(), QString("Slow feed\nNo iPod\nNo disk\n"));
-    const QJsonArray runs = third["runs"].toArray();
-    QCOMPARE(runs.size(), 2);
-    QCOMPARE(
-        runs.at(0).toObject(),
-        (QJsonObject{
-            {"start", 0}, {"length", 10}, {"font", "Helvetica"}, {"bold", false}, {"size", 10}, {"color", "#ff8000"}}));
-    QCOMPARE(runs.at(1).toObject()["color"].toString(), QString("#ff0000"));
-}
+    void printsText()
+    {
+        QFETCH(int, log);
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, err);
+        if (log == Samples) {
+            appendSampleLogs();
+        } else if (log != NoFile) {
+            QDir().mkpath(QFileInfo(SyncLogFile::path()).path());
+            const QVariant file = log == EmptyList ? QVariant(QVariantList()) : QVariantMap{{"Notes", true}};
+            QVERIFY(PropertyList::writeFile(SyncLogFile::path(), file));
+        }
+        const CliRun result = CliRun::run(arguments);
+        QTEST(result.exitCode, "exitCode");
+        QTEST(result.out, "out");
+        QVERIFY2(err.isEmpty() ? result.err.isEmpty() : (result.err.endsWith(err) && result.err.count('\n') == 1),
+                 qPrintable(result.err));
+    }
 
-void CliLogTest::stylesForATerminal()
-{
-    const QString script = QStandardPaths::findExecutable("script");
-    if (script.isEmpty())
-        QSKIP("script (util-linux), which gives the program a terminal, is not installed");
-    appendSampleLogs();
-    QProcess process;
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(script, {"-qec", qEnvironmentVariable("TIVARO_CLI") + " log --last 3", "/dev/null"});
-    QVERIFY(process.waitForFinished(60000));
-    const QString out = QString::fromUtf8(process.readAll()).remove('\r');
-    // Bold headings, the tool heading blue, warnings orange and errors red, each reset at the line end.
-    for (const char *styled : {"\x1b[1;34mNotes\x1b[0m\n", "\x1b[1mSync of 2026-01-03 03:04:05 — 1 error\x1b[0m\n",
-                               "\x1b[38;5;208mSlow feed\x1b[0m\n", "\x1b[31mNo iPod\x1b[0m\n", "\nWrote 3 notes.\n"})
-        QVERIFY2(out.contains(QString::fromUtf8(styled)), qPrintable(out.toUtf8().toPercentEncoding(" \n")));
-}
+    void printsJson()
+    {
+        appendSampleLogs();
+        const CliRun result = CliRun::run({"log", "--json", "--last", "2"});
+        QCOMPARE(result.exitCode, 0);
+        const QJsonArray logs = QJsonDocument::fromJson(result.out.toUtf8()).array();
+        QCOMPARE(logs.size(), 2);
+        const QJsonObject third = logs.at(1).toObject();
+        QCOMPARE(third["entry"].toInt(), 3);
+        QCOMPARE(third["date"].toString(), kFirstStart.addDays(2).toUTC().toString(Qt::ISODateWithMs));
+        QCOMPARE(third["errorCount"].toInt(), 2);
+        QCOMPARE(third["text"].toString(), QString("Slow feed\nNo iPod\nNo disk\n"));
+        const QJsonArray runs = third["runs"].toArray();
+        QCOMPARE(runs.size(), 2);
+        const QJsonObject warning{{"start", 0},    {"length", 10}, {"font", "Helvetica"},
+                                  {"bold", false}, {"size", 10},   {"color", "#ff8000"}};
+        QCOMPARE(runs.at(0).toObject(), warning);
+        QCOMPARE(runs.at(1).toObject()["color"].toString(), QString("#ff0000"));
+    }
 
-void CliLogTest::goesOnPastAnUnreadableEntry()
-{
-    appendSampleLogs();
-    QVERIFY(SyncLogFile::append("not an archive"));
-    LogManager last;
-    last.setStartingDate(kFirstStart.addDays(3));
-    last.appendLog("after the damage");
-    QVERIFY(SyncLogFile::append(last.archive()));
+    void stylesForATerminal()
+    {
+        const QString script = QStandardPaths::findExecutable("script");
+        if (script.isEmpty())
+            QSKIP("script (util-linux), which gives the program a terminal, is not installed");
+        appendSampleLogs();
+        QProcess process;
+        process.setProcessChannelMode(QProcess::MergedChannels);
+        process.start(script, {"-qec", qEnvironmentVariable("TIVARO_CLI") + " log --last 3", "/dev/null"});
+        QVERIFY(process.waitForFinished(60000));
+        const QString out = QString::fromUtf8(process.readAll()).remove('\r');
+        // Bold headings, the tool heading blue, warnings orange and errors red, each reset at the line end.
+        for (const char *styled :
+             {"\x1b[1;34mNotes\x1b[0m\n", "\x1b[1mSync of 2026-01-03 03:04:05 — 1 error\x1b[0m\n",
+              "\x1b[38;5;208mSlow feed\x1b[0m\n", "\x1b[31mNo iPod\x1b[0m\n", "\nWrote 3 notes.\n"})
+            QVERIFY2(out.contains(QString::fromUtf8(styled)), qPrintable(out.toUtf8().toPercentEncoding(" \n")));
+    }
 
-    const CliRun result = CliRun::run({"log", "--last", "3"});
-    QCOMPARE(result.exitCode, 1);
-    QCOMPARE(result.out, kPrinted.at(2) + "\n\nSync of 2026-01-05 03:04:05 — no errors\nafter the damage\n");
-    QCOMPARE(result.err, QString("tivaro: warning: sync log entry 4 cannot be read: not an archived sync log\n"));
-    QCOMPARE(CliRun::run({"log", "--json"}).exitCode, 1);
-}
+    void goesOnPastAnUnreadableEntry()
+    {
+        appendSampleLogs();
+        QVERIFY(SyncLogFile::append("not an archive"));
+        LogManager last;
+        last.setStartingDate(kFirstStart.addDays(3));
+        last.appendLog("after the damage");
+        QVERIFY(SyncLogFile::append(last.archive()));
+
+        const CliRun result = CliRun::run({"log", "--last", "3"});
+        QCOMPARE(result.exitCode, 1);
+        QCOMPARE(result.out, kPrinted.at(2) + "\n\nSync of 2026-01-05 03:04:05 — no errors\nafter the damage\n");
+        QCOMPARE(result.err, QString("tivaro: warning: sync log entry 4 cannot be read: not an archived sync log\n"));
+        QCOMPARE(CliRun::run({"log", "--json"}).exitCode, 1);
+    }
+};
 
 QTEST_GUILESS_MAIN(CliLogTest)
 #include "tst_cli_log.moc"

@@ -13,12 +13,15 @@
 #include <QDir>
 #include <QProcess>
 #include <QTest>
+#include <QTextStream>
 
 #include <unistd.h>
 
 namespace {
 
 const QString kIdentifier = "org.tivaro.test.Notes";
+
+enum Damage { Corrupt, NoPermission, FolderInItsPlace };
 
 QString prefsPath(const QString &identifier = kIdentifier)
 {
@@ -51,11 +54,6 @@ QByteArray xml(const QVariant &value)
     return PropertyList::toXml(value).value();
 }
 
-QString helper(const QString &name)
-{
-    return QCoreApplication::applicationDirPath() + '/' + name;
-}
-
 } // namespace
 
 class TestPrefs : public QObject
@@ -80,27 +78,27 @@ private Q_SLOTS:
 
     void prefsWithBundle_data()
     {
-        QTest::addColumn<QVariant>("identifier");
+        QTest::addColumn<QVariant>("info");
         QTest::addColumn<bool>("made");
+        const auto id = [](const QVariant &identifier) {
+            return QVariant(QVariantMap{{"CFBundleIdentifier", identifier}});
+        };
         QTest::newRow("no Info.plist") << QVariant() << false;
         QTest::newRow("no identifier") << QVariant(QVariantMap{{"CFBundleName", "Notes"}}) << false;
-        QTest::newRow("empty identifier") << QVariant("") << false;
-        QTest::newRow("identifier not a string") << QVariant(qint64(5)) << false;
-        QTest::newRow("identifier with a slash") << QVariant("../../escape") << false;
-        QTest::newRow("identifier") << QVariant(kIdentifier) << true;
+        QTest::newRow("empty identifier") << id("") << false;
+        QTest::newRow("identifier not a string") << id(qint64(5)) << false;
+        QTest::newRow("identifier with a slash") << id("../../escape") << false;
+        QTest::newRow("identifier") << id(kIdentifier) << true;
     }
 
     void prefsWithBundle()
     {
-        QFETCH(QVariant, identifier);
+        QFETCH(QVariant, info);
         QFETCH(bool, made);
         QVERIFY(!TVRPrefs::prefsWithBundle(nullptr));
         // A file already there is read at once.
         QVERIFY(writeBytes(prefsPath(), xml(QVariantMap{{"Old", 1}})));
-        const QVariant info = identifier.metaType().id() == QMetaType::QVariantMap
-                                  ? identifier
-                                  : QVariantMap{{"CFBundleIdentifier", identifier}};
-        const auto plugin = bundle(identifier.isValid() ? info : QVariant());
+        const auto plugin = bundle(info);
         const std::unique_ptr<TVRPrefs> prefs = TVRPrefs::prefsWithBundle(plugin.get());
         QCOMPARE(bool(prefs), made);
         if (prefs) {
@@ -153,10 +151,11 @@ private Q_SLOTS:
 
         // Another process finds the values in the file.
         QProcess process;
-        process.start(helper("tivaro_plugins_prefs_helper"), {plugin->bundlePath(), "Count", "Enabled", "Color"});
+        process.start(QCoreApplication::applicationFilePath(), {"--print", plugin->bundlePath()});
         QVERIFY(process.waitForFinished(60000));
         QCOMPARE(process.exitCode(), 0);
-        QCOMPARE(process.readAllStandardOutput(), "Count=qlonglong:3\nEnabled=bool:true\nColor=invalid:\n");
+        QCOMPARE(PropertyList::fromData(process.readAllStandardOutput()).value_or(0).toMap(),
+                 (QVariantMap{{"Count", qint64(3)}, {"Enabled", true}}));
 
         // A destroyed object stops observing; the others carry on.
         const int observers = NotificationCenter::defaultCenter().observerCount();
@@ -166,53 +165,26 @@ private Q_SLOTS:
         QCOMPARE(second->dictionary(), (QVariantMap{{"Count", 3}}));
     }
 
-    void corruptFileKeptAside_data()
+    // A file that holds no dictionary is kept aside when the values are saved; one that cannot be read
+    // is never written over, as it may hold values this object never saw.
+    void damagedFile_data()
     {
         QTest::addColumn<QByteArray>("contents");
-        QTest::newRow("garbage") << QByteArray("\x01\x02not a plist\xff", 15);
-        QTest::newRow("truncated XML") << QByteArray(
-            "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>A</key>");
-        QTest::newRow("array instead of dictionary") << xml(QVariantList{"a"});
+        QTest::addColumn<int>("damage");
+        QTest::newRow("garbage") << QByteArray("\x01\x02not a plist\xff", 15) << int(Corrupt);
+        QTest::newRow("array instead of dictionary") << xml(QVariantList{"a"}) << int(Corrupt);
+        QTest::newRow("no permission to read") << xml(QVariantMap{{"Secret", 1}}) << int(NoPermission);
+        QTest::newRow("folder at the file's path") << QByteArray() << int(FolderInItsPlace);
     }
 
-    void corruptFileKeptAside()
+    void damagedFile()
     {
         QFETCH(QByteArray, contents);
-        QVERIFY(writeBytes(prefsPath(), contents));
-        const auto plugin = bundle();
-        const std::unique_ptr<TVRPrefs> prefs = TVRPrefs::prefsWithBundle(plugin.get());
-        QVERIFY(prefs->dictionary().isEmpty());
-        prefs->setObject(true, "Enabled");
-        QCOMPARE(readBytes(prefsPath()), contents);
-
-        QString error;
-        QVERIFY2(prefs->synchronize(&error), qPrintable(error));
-        QCOMPARE(readMap(prefsPath()), (QVariantMap{{"Enabled", true}}));
-        const QDir folder = QFileInfo(prefsPath()).dir();
-        const QStringList aside = folder.entryList({kIdentifier + ".plist.corrupt-*"}, QDir::Files);
-        QCOMPARE(aside.size(), 1);
-        QCOMPARE(readBytes(folder.filePath(aside.constFirst())), contents);
-        // The file is sound now: nothing more is moved aside.
-        QVERIFY(prefs->synchronize());
-        QCOMPARE(folder.entryList({"*.corrupt-*"}, QDir::Files).size(), 1);
-    }
-
-    void unreadableFileNotOverwritten_data()
-    {
-        QTest::addColumn<bool>("folderInTheWay");
-        QTest::newRow("folder at the file's path") << true;
-        QTest::newRow("no permission to read") << false;
-    }
-
-    void unreadableFileNotOverwritten()
-    {
-        QFETCH(bool, folderInTheWay);
+        QFETCH(int, damage);
         const QString path = prefsPath();
-        const QByteArray contents = xml(QVariantMap{{"Secret", 1}});
-        if (folderInTheWay) {
-            QVERIFY(QDir().mkpath(path));
-        } else {
-            QVERIFY(writeBytes(path, contents) && QFile::setPermissions(path, QFileDevice::WriteOwner));
+        QVERIFY(damage == FolderInItsPlace ? QDir().mkpath(path) : writeBytes(path, contents));
+        if (damage == NoPermission) {
+            QVERIFY(QFile::setPermissions(path, QFileDevice::WriteOwner));
             if (::access(QFile::encodeName(path).constData(), R_OK) == 0)
                 QSKIP("this user reads files whatever their permissions");
         }
@@ -221,19 +193,29 @@ private Q_SLOTS:
         QVERIFY(prefs->dictionary().isEmpty());
         prefs->setObject("new", "Value");
         QString error;
-        QVERIFY(!prefs->synchronize(&error));
-        QVERIFY2(error.contains(path), qPrintable(error));
-        QCOMPARE(QFileInfo(path).isDir(), folderInTheWay);
-        QVERIFY(QFileInfo(path).dir().entryList({"*.corrupt-*"}).isEmpty());
-        if (!folderInTheWay) {
-            // Readable again, the file still holds values this object never saw.
-            QVERIFY(QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner));
-            QVERIFY(!prefs->synchronize());
-            QCOMPARE(readBytes(path), contents);
+        const QDir folder = QFileInfo(path).dir();
+        QCOMPARE(prefs->synchronize(&error), damage == Corrupt);
+        const QStringList aside = folder.entryList({"*.corrupt-*"}, QDir::AllEntries);
+        if (damage == Corrupt) {
+            QCOMPARE(aside.size(), 1);
+            QCOMPARE(readBytes(folder.filePath(aside.constFirst())), contents);
+        } else {
+            QVERIFY2(error.contains(path), qPrintable(error));
+            QVERIFY(aside.isEmpty());
+            QCOMPARE(QFileInfo(path).isDir(), damage == FolderInItsPlace);
+            if (damage == NoPermission) {
+                // Readable again, the file still holds values this object never saw.
+                QVERIFY(QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner));
+                QVERIFY(!prefs->synchronize());
+                QCOMPARE(readBytes(path), contents);
+            }
+            QVERIFY(damage == FolderInItsPlace ? QDir(path).removeRecursively() : QFile::remove(path));
+            QVERIFY2(prefs->synchronize(&error), qPrintable(error));
         }
-        QVERIFY(folderInTheWay ? QDir(path).removeRecursively() : QFile::remove(path));
-        QVERIFY2(prefs->synchronize(&error), qPrintable(error));
         QCOMPARE(readMap(path), (QVariantMap{{"Value", "new"}}));
+        // The file is sound now: nothing more is moved aside.
+        QVERIFY(prefs->synchronize());
+        QCOMPARE(folder.entryList({"*.corrupt-*"}, QDir::AllEntries), aside);
     }
 
     void importKeys_data()
@@ -293,7 +275,7 @@ private Q_SLOTS:
             moving.insert("Move" + QString::number(i), qint64(i));
         m_home->writeApplicationPreferences(moving);
         QProcess host;
-        host.start(helper("tivaro_core_userdefaults_helper"),
+        host.start(QCoreApplication::applicationDirPath() + "/tivaro_core_userdefaults_helper",
                    {UserDefaults::applicationDomain(), "count", "Host", QString::number(kHostKeys)});
         QVERIFY(host.waitForStarted());
 
@@ -313,5 +295,20 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestPrefs)
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    // "--print <bundle folder>": the test program as a second process, printing the values it reads
+    // from that bundle's preferences file.
+    if (app.arguments().value(1) == "--print") {
+        const std::shared_ptr<Bundle> plugin = Bundle::bundleWithPath(app.arguments().value(2));
+        const std::unique_ptr<TVRPrefs> prefs = TVRPrefs::prefsWithBundle(plugin.get());
+        QTextStream(stdout) << (prefs ? xml(prefs->dictionary()) : QByteArray());
+        return prefs ? 0 : 1;
+    }
+    TestPrefs test;
+    QTEST_SET_MAIN_SOURCE_PATH
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "tst_prefs.moc"
