@@ -1,0 +1,13 @@
+#pragma once
+
+class TVRDownloader;
+
+// What a plug-in implements to hear about a download it asked the sync driver for
+// (TVRSyncUtils::downloadURL). The driver calls it on the main thread, with the downloader, or with
+// none when no download could be started; look at the downloader's state to tell success from failure.
+class TVRSyncDownloadDelegate
+{
+public:
+    virtual ~TVRSyncDownloadDelegate() = default;
+    virtual void downloadComplete(TVRDownloader *downloader) = 0;
+};

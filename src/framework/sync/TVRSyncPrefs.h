@@ -1,0 +1,15 @@
+#pragma once
+
+// The sync-wide preferences handed to every plug-in with its sync info, read once from the
+// application's preferences when the object is made.
+class TVRSyncPrefs
+{
+public:
+    TVRSyncPrefs();
+
+    // "notesOrganizeByFolders": whether notes go into sub-folders; true when the key is absent.
+    bool notesUseSubFolders() const { return m_notesUseSubFolders; }
+
+private:
+    bool m_notesUseSubFolders = true;
+};

@@ -1,0 +1,58 @@
+#include "ThreadWorker.h"
+
+#include "core/Logging.h"
+
+#include <QMetaObject>
+#include <QThread>
+
+#include <exception>
+
+std::shared_ptr<ThreadWorker> ThreadWorker::workOn(Work work, const QVariant &argument, DidEnd didEnd, QObject *context)
+{
+    if (!work)
+        return nullptr;
+    std::shared_ptr<ThreadWorker> worker(new ThreadWorker(std::move(work), argument, std::move(didEnd), context));
+    worker->start();
+    return worker;
+}
+
+ThreadWorker::ThreadWorker(Work work, const QVariant &argument, DidEnd didEnd, QObject *context)
+    : m_work(std::move(work))
+    , m_argument(argument)
+    , m_didEnd(std::move(didEnd))
+    , m_context(context)
+{}
+
+void ThreadWorker::markAsCancelled()
+{
+    int expected = Running;
+    m_cancelled.compare_exchange_strong(expected, Cancelled);
+}
+
+void ThreadWorker::start()
+{
+    // The thread holds the worker until it has finished, and deletes itself afterwards.
+    QThread *thread = QThread::create([self = shared_from_this()] { self->runPrimaryTask(); });
+    QObject::connect(thread, &QThread::finished, thread, &QObject::deleteLater);
+    thread->start();
+}
+
+void ThreadWorker::runPrimaryTask()
+{
+    QVariant result;
+    try {
+        result = m_work(m_argument, *this);
+    } catch (const std::exception &error) {
+        qCWarning(lcSync) << "Background work failed:" << error.what();
+    }
+    if (!m_didEnd)
+        return;
+    QObject *context = m_context.data();
+    if (!context) {
+        qCDebug(lcSync) << "Background work ended after its receiver went away; result dropped";
+        return;
+    }
+    // Delivered on the starting thread; this thread waits, as the result must be taken before it ends.
+    QMetaObject::invokeMethod(
+        context, [this, &result] { m_didEnd(result); }, Qt::BlockingQueuedConnection);
+}
