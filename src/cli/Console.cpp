@@ -24,6 +24,12 @@ void Console::print(const QString &line)
     m_out.flush();
 }
 
+void Console::write(const QString &text)
+{
+    m_out << text;
+    m_out.flush();
+}
+
 void Console::printJson(const QJsonValue &value)
 {
     const QJsonDocument document = value.isArray() ? QJsonDocument(value.toArray()) : QJsonDocument(value.toObject());

@@ -13,6 +13,8 @@ public:
     Console();
 
     void print(const QString &line);
+    // `text` as it is, without a line break, at once.
+    void write(const QString &text);
     void printJson(const QJsonValue &value);
     // "tivaro: <message>" on standard error; returns `exitCode` so commands can `return console.fail(...)`.
     int fail(const QString &message, int exitCode);

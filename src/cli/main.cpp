@@ -8,6 +8,7 @@
 #include "commands/LogCommand.h"
 #include "commands/NoteWriteCommand.h"
 #include "commands/PluginsCommand.h"
+#include "commands/SyncCommand.h"
 
 #include "ipod/SysInfoError.h"
 
@@ -33,6 +34,7 @@ int main(int argc, char *argv[])
     registry.add(std::make_unique<ContactsRemoveCommand>());
     registry.add(std::make_unique<LogCommand>());
     registry.add(std::make_unique<PluginsCommand>());
+    registry.add(std::make_unique<SyncCommand>());
 
     Console console;
     // Nothing the user gives may end in an abort: every escaping error becomes one line.

@@ -44,47 +44,89 @@ QString path()
     return Paths::applicationSupportFolder() + QStringLiteral("/SyncLog.plist");
 }
 
-bool append(const QByteArray &archivedLog, QString *error)
+namespace {
+
+// Read, change and write back happen under one lock: another process appending at the same moment
+// waits, and then finds this entry in the file.
+class LockedLogFile
 {
-    const QString file = path();
-    if (!QDir().mkpath(QFileInfo(file).absolutePath())) {
-        setError(error, QStringLiteral("cannot create the folder of %1").arg(file));
-        return false;
-    }
-    // Read, append and write back as one step: another process appending at the same moment
-    // waits, and then finds this entry in the file.
-    QLockFile lock(file + QStringLiteral(".lock"));
-    lock.setStaleLockTime(30000);
-    if (!lock.tryLock(30000)) {
-        setError(error, QStringLiteral("%1 is locked by another program").arg(file));
-        return false;
+public:
+    explicit LockedLogFile(QString *error)
+        : m_file(path())
+        , m_lock(m_file + QStringLiteral(".lock"))
+    {
+        if (!QDir().mkpath(QFileInfo(m_file).absolutePath())) {
+            setError(error, QStringLiteral("cannot create the folder of %1").arg(m_file));
+            return;
+        }
+        m_lock.setStaleLockTime(30000);
+        if (!m_lock.tryLock(30000)) {
+            setError(error, QStringLiteral("%1 is locked by another program").arg(m_file));
+            return;
+        }
+        m_locked = true;
     }
 
-    QVariantList entries;
-    if (QFileInfo::exists(file)) {
+    bool isLocked() const { return m_locked; }
+    QString file() const { return m_file; }
+
+    // The entries in the file; empty for no file. A file that is no array is moved aside (*aside
+    // says where, *reason why) and counts as none. Nullopt when the file can be neither read nor
+    // moved: it is then never written over.
+    std::optional<QVariantList> readMovingCorruptAside(QString *aside, QString *reason, QString *error) const
+    {
+        if (!QFileInfo::exists(m_file))
+            return QVariantList();
         // Unreadable (permissions, a failing disk) is not corrupt: nothing is written over it.
-        QFile existing(file);
+        QFile existing(m_file);
         if (!existing.open(QIODevice::ReadOnly)) {
-            setError(error, QStringLiteral("cannot read %1: %2").arg(file, existing.errorString()));
-            return false;
+            setError(error, QStringLiteral("cannot read %1: %2").arg(m_file, existing.errorString()));
+            return std::nullopt;
         }
-        QString reason;
-        // Anything but an array is moved aside, never overwritten unseen; what cannot be moved is not
-        // overwritten at all.
-        if (const std::optional<QVariantList> array = arrayFrom(existing.readAll(), &reason)) {
-            entries = *array;
-        } else if (CorruptFile::keepAside(file, lcSync).isNull()) {
-            setError(error, QStringLiteral("%1 is %2 and cannot be moved aside").arg(file, reason));
-            return false;
+        if (std::optional<QVariantList> array = arrayFrom(existing.readAll(), reason))
+            return array;
+        const QString movedTo = CorruptFile::keepAside(m_file, lcSync);
+        if (movedTo.isNull()) {
+            setError(error, QStringLiteral("%1 is %2 and cannot be moved aside").arg(m_file, *reason));
+            return std::nullopt;
         }
+        *aside = movedTo;
+        return QVariantList();
     }
-    entries.append(archivedLog);
+
+private:
+    QString m_file;
+    QLockFile m_lock;
+    bool m_locked = false;
+};
+
+} // namespace
+
+bool append(const QByteArray &archivedLog, QString *error)
+{
+    LockedLogFile log(error);
+    if (!log.isLocked())
+        return false;
+    QString aside;
     QString reason;
-    if (!PropertyList::writeFile(file, entries, &reason)) {
-        setError(error, QStringLiteral("cannot write %1: %2").arg(file, reason));
+    std::optional<QVariantList> entries = log.readMovingCorruptAside(&aside, &reason, error);
+    if (!entries)
+        return false;
+    entries->append(archivedLog);
+    if (!PropertyList::writeFile(log.file(), *entries, &reason)) {
+        setError(error, QStringLiteral("cannot write %1: %2").arg(log.file(), reason));
         return false;
     }
     return true;
+}
+
+bool setAsideIfCorrupt(QString *aside, QString *problem)
+{
+    aside->clear();
+    LockedLogFile log(problem);
+    if (!log.isLocked())
+        return false;
+    return log.readMovingCorruptAside(aside, problem, problem).has_value();
 }
 
 std::optional<QList<QByteArray>> readEntries(QString *error)

@@ -20,6 +20,11 @@ QString path();
 // written over. False, with *error saying why, when the entry could not be added.
 bool append(const QByteArray &archivedLog, QString *error = nullptr);
 
+// Moves a file that is there but is no property-list array aside, as append() would, so that the
+// caller can say so in the log it is about to add. True with *aside empty when there was nothing to
+// move; true with *aside and *problem set when the file was moved; false, with *problem saying
+// why, when the file cannot be read or moved (append() would then fail too).
+bool setAsideIfCorrupt(QString *aside, QString *problem);
 // The archived logs, oldest first; empty when there is no file yet. Nullopt, with *error saying
 // why, when the file cannot be read or is no property-list array. Elements that are not data are
 // left out with a warning on the tivaro.sync logging category.

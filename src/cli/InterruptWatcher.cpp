@@ -1,0 +1,59 @@
+#include "InterruptWatcher.h"
+
+#include <QSocketNotifier>
+
+#include <cerrno>
+#include <csignal>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+// The writing end of the pipe; the handler may do nothing but write to it.
+int s_pipe[2] = {-1, -1};
+
+void onInterrupt(int)
+{
+    const int savedErrno = errno;
+    const char byte = 1;
+    [[maybe_unused]] const ssize_t written = ::write(s_pipe[0], &byte, 1);
+    errno = savedErrno;
+}
+
+} // namespace
+
+InterruptWatcher::InterruptWatcher(QObject *parent)
+    : QObject(parent)
+{
+    if (s_pipe[0] >= 0 || ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, s_pipe) != 0)
+        return;
+    struct sigaction action = {};
+    action.sa_handler = onInterrupt;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    if (::sigaction(SIGINT, &action, nullptr) != 0)
+        return;
+    m_notifier = new QSocketNotifier(s_pipe[1], QSocketNotifier::Read, this);
+    connect(m_notifier, &QSocketNotifier::activated, this, &InterruptWatcher::readInterrupts);
+}
+
+InterruptWatcher::~InterruptWatcher()
+{
+    if (!m_notifier)
+        return;
+    ::signal(SIGINT, SIG_DFL);
+    ::close(s_pipe[0]);
+    ::close(s_pipe[1]);
+    s_pipe[0] = s_pipe[1] = -1;
+}
+
+void InterruptWatcher::readInterrupts()
+{
+    char bytes[16];
+    ssize_t count = 0;
+    while ((count = ::read(s_pipe[1], bytes, sizeof bytes)) > 0) {
+        for (ssize_t i = 0; i < count; ++i)
+            Q_EMIT interrupted(++m_count);
+    }
+}

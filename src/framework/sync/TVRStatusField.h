@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QString>
+
+// What a sync shows while it runs is implemented by whoever shows it: the terminal now, a window
+// later. The sync driver works with none of it set.
+//
+// One status line: the plug-in being synced above, the plug-in's own feedback below.
+class TVRStatusField
+{
+public:
+    virtual ~TVRStatusField() = default;
+    virtual void setStringValue(const QString &text) = 0;
+};

@@ -1,0 +1,516 @@
+#include "TVRSyncer.h"
+
+#include "IPodSyncLock.h"
+#include "LogManager.h"
+#include "SyncLogFile.h"
+#include "TVRProgressIndicator.h"
+#include "TVRStatusField.h"
+#include "TVRSyncAlerter.h"
+#include "TVRSyncDownloadDelegate.h"
+#include "TVRSyncInfo.h"
+#include "TVRSyncPrefs.h"
+#include "TVRSyncUtils.h"
+#include "TVRSyncerDelegate.h"
+#include "ThreadWorker.h"
+
+#include "core/DistributedNotificationCenter.h"
+#include "core/Logging.h"
+#include "core/PathUtils.h"
+#include "feeds/NSStringXtra.h"
+#include "ipod/TVRContactsManager.h"
+#include "ipod/TVRiPod.h"
+#include "plugins/ConfigureSyncUtils.h"
+#include "plugins/TVRPlugin.h"
+
+#include <QDir>
+#include <QFile>
+#include <QLocale>
+#include <QThread>
+#include <QTimer>
+
+#include <ctime>
+#include <exception>
+
+namespace {
+
+const QString kLastSyncInfoName = QStringLiteral("** Last Sync Info **");
+const QString kLastSyncContacts = QStringLiteral("LastSync");
+const QString kTivaroFolder = QStringLiteral("Velmora");
+const QString kTooManyNotes =
+    QStringLiteral("Your iPod contains over 1,000 notes. Only the first 1,000 notes will be loaded on your iPod.");
+constexpr int kNotesLimit = 1000;
+constexpr int kPrepareDelayMs = 100;
+constexpr int kEjectDelayMs = 2000;
+
+// The note writer puts a name onto the volume with the characters FAT refuses replaced; removing a
+// note must find it under either spelling.
+QStringList spellingsOnVolume(const QString &name)
+{
+    const QString corrected = NSStringXtra::correctFilename(name);
+    return corrected == name ? QStringList{name} : QStringList{name, corrected};
+}
+
+} // namespace
+
+TVRSyncer::TVRSyncer(const PluginMap &plugins, TVRSyncerDelegate *delegate, QObject *parent)
+    : QObject(parent)
+    , m_delegate(delegate)
+    , m_plugins(plugins)
+{
+    m_observers.emplace_back(TVRSyncUtils::completeNotification,
+                             [this](const Notification &) { onMainThread([this] { pluginDidFinishSync(); }); });
+    m_observers.emplace_back(TVRSyncUtils::incrementProgressNotification, [this](const Notification &) {
+        onMainThread([this] { pluginDidIncrementProgress(); });
+    });
+    m_observers.emplace_back(TVRSyncUtils::provideFeedbackNotification, [this](const Notification &notification) {
+        onMainThread([this, userInfo = notification.userInfo] { pluginDidProvideSyncFeedback(userInfo); });
+    });
+    // Always queued, even from the main thread: the plug-in's request returns before the download starts.
+    m_observers.emplace_back(TVRSyncUtils::downloadURLNotification, [this](const Notification &notification) {
+        QMetaObject::invokeMethod(
+            this, [this, userInfo = notification.userInfo] { startSyncUtilsDownload(userInfo); },
+            Qt::QueuedConnection);
+    });
+    m_observers.emplace_back(TVRSyncUtils::cancelDownloadNotification, [this](const Notification &) {
+        onMainThread([this] { cancelSyncUtilsDownload(); });
+    });
+}
+
+TVRSyncer::~TVRSyncer()
+{
+    // Observers go first, so that no report reaches a half-destroyed syncer.
+    m_observers.clear();
+}
+
+void TVRSyncer::onMainThread(std::function<void()> step)
+{
+    if (QThread::currentThread() == thread())
+        step();
+    else
+        QMetaObject::invokeMethod(this, std::move(step), Qt::QueuedConnection);
+}
+
+bool TVRSyncer::sync(qint32 type, const QStringList &pluginsToSync, const std::shared_ptr<TVRiPod> &iPod)
+{
+    if (m_running) {
+        m_lastError = QStringLiteral("A sync is already running.");
+        return false;
+    }
+    setiPod(iPod);
+    setPluginsToSync(pluginsToSync);
+    return performSync(type);
+}
+
+bool TVRSyncer::quickSync(const QString &pluginName)
+{
+    if (m_running) {
+        m_lastError = QStringLiteral("A sync is already running.");
+        return false;
+    }
+    setPluginsToSync({pluginName});
+    return performSync(QuickSync);
+}
+
+bool TVRSyncer::performSync(qint32 type)
+{
+    m_lastError.clear();
+    if (m_running) {
+        m_lastError = QStringLiteral("A sync is already running.");
+        return false;
+    }
+    if (!m_synciPod) {
+        m_lastError = QStringLiteral("There is no iPod to sync.");
+        return false;
+    }
+    m_lock = std::make_unique<IPodSyncLock>(*m_synciPod);
+    if (!m_lock->tryLock(&m_lastError))
+        return false;
+    m_running = true;
+
+    m_startSyncDate = QDateTime::currentDateTime();
+    m_defaults.synchronize();
+    m_syncType = type;
+    m_logManager = LogManager::sharedManager();
+    m_pluginsRun.clear();
+    m_logFileError.clear();
+
+    if (!m_synciPod->useNotes()) {
+        QDir(m_synciPod->realTivaroFolder()).removeRecursively();
+        m_synciPod->removeContactsWithPrefix(QStringLiteral("Tivaro"));
+    }
+
+    if (type == NormalSync || type == NormalSyncThenEject)
+        chooseFromPreference(QStringLiteral("prefsNormalSync"), type == NormalSync);
+    else if (type == ConnectSync)
+        chooseFromPreference(QStringLiteral("prefsiPodConnect"), true);
+    if (type == NormalSyncThenEject)
+        m_ejectAfterSync = true;
+
+    m_isSyncing = true;
+    m_stopped = false;
+    removeSpecialNotes();
+    doLastSyncInfo();
+
+    m_logManager->appendBigHeading(QStringLiteral("Syncing to %1").arg(m_synciPod->name()));
+    m_logManager->appendLog(QStringLiteral("Type: %1").arg(m_synciPod->iPodFamilyDescription()));
+
+    if (m_pluginProgress) {
+        m_pluginProgress->setIndeterminate(true);
+        m_pluginProgress->startAnimation();
+    }
+    setPluginStatusText(QStringLiteral("Preparing..."));
+    setItemStatusText(QString());
+    // A moment for whoever shows the sync to draw before the work begins.
+    QTimer::singleShot(kPrepareDelayMs, this, &TVRSyncer::startPrepareSync);
+    return true;
+}
+
+void TVRSyncer::chooseFromPreference(const QString &key, bool takeEject)
+{
+    const QVariant stored = m_defaults.objectForKey(key);
+    if (stored.isValid() && stored.metaType().id() != QMetaType::QVariantMap)
+        m_logManager->appendWarning(
+            QStringLiteral("The preference \"%1\" is not a dictionary; every plug-in is synced.").arg(key));
+    const QVariantMap choice = m_defaults.dictionaryForKey(key);
+    m_pluginsToSync = ConfigureSyncUtils::plugins(m_plugins.keys(), choice);
+    if (takeEject)
+        m_ejectAfterSync = choice.value(QStringLiteral("ejectAfterSync")).toBool();
+}
+
+void TVRSyncer::startPrepareSync()
+{
+    // The worker gets copies: the main thread goes on serving events while plug-ins count.
+    auto preparation = std::make_shared<Preparation>();
+    ThreadWorker::workOn(
+        [preparation, plugins = m_plugins, chosen = m_pluginsToSync](const QVariant &, ThreadWorker &) {
+            *preparation = prepareSync(plugins, chosen);
+            return QVariant();
+        },
+        {},
+        [this, preparation](const QVariant &) {
+            m_totalThingsToSync = preparation->total;
+            m_pluginQueue = preparation->names;
+            for (const QString &error : std::as_const(preparation->errors))
+                m_logManager->appendError(error);
+            startSync(preparation->needsInternet);
+        },
+        this);
+}
+
+TVRSyncer::Preparation TVRSyncer::prepareSync(const PluginMap &plugins, const QStringList &pluginsToSync)
+{
+    Preparation result;
+    // Never reset between plug-ins: each plug-in must give its own answer.
+    bool answer = false;
+    for (auto entry = plugins.cbegin(); entry != plugins.cend(); ++entry) {
+        const QString &name = entry.key();
+        if (!shouldSyncPluginNamed(pluginsToSync, name))
+            continue;
+        const std::shared_ptr<TVRPlugin> &plugin = entry.value();
+        qint32 count = 0;
+        if (plugin) {
+            try {
+                count = plugin->prepareSync(&answer, nullptr);
+            } catch (const std::exception &error) {
+                result.errors.append(
+                    QStringLiteral("%1 failed to prepare: %2").arg(name, QString::fromLocal8Bit(error.what())));
+            }
+        }
+        result.total += count + 1;
+        if (answer)
+            result.needsInternet = true;
+        result.names.append(name);
+    }
+    return result;
+}
+
+bool TVRSyncer::shouldSyncPluginNamed(const QStringList &pluginsToSync, const QString &name)
+{
+    return pluginsToSync.isEmpty() || pluginsToSync.contains(name);
+}
+
+void TVRSyncer::startSync(bool needsInternet)
+{
+    if (!needsInternet) {
+        makeSyncInfo(false);
+        doSync();
+        return;
+    }
+    setPluginStatusText(QStringLiteral("Checking internet connection..."));
+    m_network = std::make_unique<TVRNetwork>();
+    m_network->detectInternetConnectionWithDelegate(this);
+}
+
+void TVRSyncer::detectedInternetConnection(TVRNetwork *network)
+{
+    makeSyncInfo(network->connectedToInternet());
+    doSync();
+}
+
+void TVRSyncer::makeSyncInfo(bool connectedToInternet)
+{
+    m_syncInfo = std::make_shared<TVRSyncInfo>(m_synciPod, std::make_shared<TVRSyncPrefs>(), m_logManager,
+                                               connectedToInternet);
+}
+
+void TVRSyncer::doSync()
+{
+    if (m_pluginProgress) {
+        m_pluginProgress->stopAnimation();
+        m_pluginProgress->setIndeterminate(false);
+        m_pluginProgress->setMinValue(0);
+        m_pluginProgress->setMaxValue(m_totalThingsToSync);
+        m_pluginProgress->setDoubleValue(0);
+    }
+    setPluginStatusText(QStringLiteral("Syncing"));
+    setItemStatusText(QString());
+    syncNextPlugin();
+}
+
+void TVRSyncer::syncNextPlugin()
+{
+    setItemStatusText(QString());
+    for (;;) {
+        if (m_stopped || m_pluginQueue.isEmpty()) {
+            finishSync();
+            return;
+        }
+        const QString name = m_pluginQueue.takeFirst();
+        m_currentPlugin = m_plugins.value(name);
+        if (m_currentPlugin)
+            break;
+        m_logManager->appendError(QStringLiteral("Failed to load %1").arg(name));
+        // A plug-in that is not there still had its step counted.
+        if (m_pluginProgress)
+            m_pluginProgress->incrementBy(1.0);
+    }
+    // Held here: a plug-in that reports completion from inside sync() may see the whole sync end
+    // before its sync() returns.
+    const std::shared_ptr<TVRPlugin> plugin = m_currentPlugin;
+    const std::shared_ptr<TVRSyncInfo> syncInfo = m_syncInfo;
+    m_logManager->appendToolHeading(plugin->name());
+    setPluginStatusText(QStringLiteral("Syncing %1").arg(plugin->name()));
+    m_pluginsRun.append(plugin->name());
+    try {
+        plugin->sync(syncInfo.get());
+    } catch (const std::exception &error) {
+        m_logManager->appendError(
+            QStringLiteral("%1 stopped with an error: %2").arg(plugin->name(), QString::fromLocal8Bit(error.what())));
+        TVRSyncUtils::reportSyncComplete(plugin.get());
+    }
+}
+
+void TVRSyncer::pluginDidFinishSync()
+{
+    if (!m_running || !m_currentPlugin)
+        return;
+    if (m_pluginProgress)
+        m_pluginProgress->incrementBy(1.0);
+    syncNextPlugin();
+}
+
+void TVRSyncer::pluginDidIncrementProgress()
+{
+    if (m_running && m_pluginProgress)
+        m_pluginProgress->incrementBy(1.0);
+}
+
+void TVRSyncer::pluginDidProvideSyncFeedback(const QVariantMap &userInfo)
+{
+    if (m_stopped || !m_running)
+        return;
+    const QVariant feedback = userInfo.value(QStringLiteral("feedback"));
+    if (feedback.isValid())
+        setItemStatusText(feedback.toString());
+}
+
+void TVRSyncer::cancel()
+{
+    if (m_running && m_logManager)
+        m_logManager->appendError(QStringLiteral("User cancelled sync."));
+    if (m_currentPlugin)
+        m_currentPlugin->cancelSync();
+    m_stopped = true;
+    m_isSyncing = false;
+}
+
+void TVRSyncer::finishSync()
+{
+    warnAboutTooManyNotes();
+    m_defaults.synchronize();
+    m_isSyncing = false;
+    if (m_delegate)
+        m_delegate->syncerFinished(this);
+    removeEmptyTivaroFolder();
+    if (m_ejectAfterSync)
+        scheduleEject();
+    m_ejectAfterSync = false;
+    saveLog();
+    m_syncInfo.reset();
+    m_currentPlugin.reset();
+    m_pluginsToSync.clear();
+    m_network.reset();
+    m_running = false;
+    m_lock.reset();
+}
+
+void TVRSyncer::warnAboutTooManyNotes()
+{
+    if (m_synciPod->numberOfNotes() <= kNotesLimit)
+        return;
+    m_logManager->appendWarning(QStringLiteral("\rWarning: ") + kTooManyNotes);
+    if (m_alerter) {
+        m_alerter->beep();
+        m_alerter->activateApplication();
+        m_alerter->runWarning(QStringLiteral("Warning"), kTooManyNotes, QStringLiteral("OK"));
+    }
+}
+
+void TVRSyncer::removeEmptyTivaroFolder()
+{
+    const QString folder = PathUtils::appendingPathComponent(m_synciPod->notesFolder(), kTivaroFolder);
+    QDir dir(folder);
+    if (!dir.exists())
+        return;
+    // Only hidden entries left (a desktop's ".Trash" or "._" files) counts as empty.
+    const QStringList visible = dir.entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System);
+    if (visible.isEmpty() && !dir.removeRecursively())
+        qCWarning(lcSync) << "Cannot remove the empty folder" << folder;
+}
+
+void TVRSyncer::scheduleEject()
+{
+    QTimer::singleShot(kEjectDelayMs, this, [this, iPod = m_synciPod] {
+        const bool ejected = iPod->eject();
+        if (!ejected)
+            qCWarning(lcSync) << "Eject of" << iPod->path() << "failed:" << iPod->lastErrorString();
+        Q_EMIT ejectAttempted(ejected, ejected ? QString() : iPod->lastErrorString());
+    });
+}
+
+void TVRSyncer::saveLog()
+{
+    QString aside;
+    QString problem;
+    if (!SyncLogFile::setAsideIfCorrupt(&aside, &problem))
+        m_logFileError = problem;
+    else if (!aside.isEmpty())
+        m_logManager->appendWarning(
+            QStringLiteral("The sync log file could not be read (%1); it was kept as %2 and a new one started.")
+                .arg(problem, aside));
+
+    m_lastSyncSeconds = m_startSyncDate.msecsTo(QDateTime::currentDateTime()) / 1000.0;
+    m_logManager->appendSmallHeading(QStringLiteral("\rSync Complete (%1 seconds)").arg(m_lastSyncSeconds, 0, 'f', 2));
+
+    const QByteArray archive = m_logManager->archive();
+    DistributedNotificationCenter::postNotificationName(QStringLiteral("NewLogManager"),
+                                                        {{QStringLiteral("data"), archive}});
+    QString error;
+    if (m_logFileError.isEmpty() && !SyncLogFile::append(archive, &error))
+        m_logFileError = error;
+    if (!m_logFileError.isEmpty())
+        qCWarning(lcSync) << "The sync log was not saved:" << m_logFileError;
+}
+
+void TVRSyncer::removeSpecialNotes()
+{
+    const QString notes = m_synciPod->notesFolder();
+    for (const QString &name : spellingsOnVolume(kLastSyncInfoName)) {
+        QFile::remove(PathUtils::appendingPathComponent(notes, name));
+        QFile::remove(PathUtils::appendingPathComponent(notes, kTivaroFolder + QLatin1Char('/') + name));
+    }
+    TVRContactsManager::managerForiPod(m_synciPod, kLastSyncContacts)->removeContactsFileFromiPod();
+}
+
+void TVRSyncer::doLastSyncInfo()
+{
+    if (!m_defaults.boolForKey(QStringLiteral("iPodLastSyncInfo"))) {
+        TVRContactsManager::managerForiPod(m_synciPod, kLastSyncContacts)->removeContactsFileFromiPod();
+        for (const QString &name : spellingsOnVolume(kLastSyncInfoName))
+            m_synciPod->removeNotesFoldersNamed(name);
+        return;
+    }
+    const QString today = shortDateToday();
+    if (m_synciPod->useNotes()) {
+        if (!m_synciPod->writeNoteToiPod(today, kLastSyncInfoName, QString()))
+            m_logManager->appendError(m_synciPod->lastErrorString());
+        return;
+    }
+    const auto contacts = TVRContactsManager::managerForiPod(m_synciPod, kLastSyncContacts);
+    contacts->appendContactWithText(today, kLastSyncInfoName);
+    if (!contacts->writeContactsFileToiPod())
+        m_logManager->appendError(contacts->lastErrorString());
+}
+
+QString TVRSyncer::shortDateToday() const
+{
+    // A format stored the Mac's way ("%m/%d/%y") wins over the locale's.
+    const QString format = m_defaults.stringForKey(QStringLiteral("NSShortDateFormatString"));
+    if (!format.isEmpty()) {
+        const std::time_t now = std::time(nullptr);
+        std::tm local{};
+        localtime_r(&now, &local);
+        char text[256];
+        const size_t length = std::strftime(text, sizeof text, format.toLocal8Bit().constData(), &local);
+        if (length > 0)
+            return QString::fromLocal8Bit(text, qsizetype(length));
+    }
+    return QLocale::system().toString(QDate::currentDate(), QLocale::ShortFormat);
+}
+
+void TVRSyncer::startSyncUtilsDownload(const QVariantMap &userInfo)
+{
+    if (userInfo.isEmpty())
+        return;
+    const QUrl url = userInfo.value(QStringLiteral("url")).toUrl();
+    m_syncUtilsDelegate = userInfo.value(QStringLiteral("delegate")).value<QObject *>();
+    // Read and dropped, as plug-ins have always been told.
+    Q_UNUSED(userInfo.value(QStringLiteral("timeout")));
+    m_syncUtilsDownloader = TVRDownloader::loadWithURL(url, this);
+    if (!m_syncUtilsDownloader) {
+        if (m_logManager && m_running)
+            m_logManager->appendError(QStringLiteral("Download failed: %1").arg(url.toDisplayString()));
+        syncUtilsDownloadComplete();
+    }
+}
+
+void TVRSyncer::downloadFinished(TVRDownloader *)
+{
+    syncUtilsDownloadComplete();
+}
+
+void TVRSyncer::downloadFailedWithErrorType(int errorType)
+{
+    if (m_logManager && m_running) {
+        if (errorType == TVRDownloader::TimedOut)
+            m_logManager->appendError(QStringLiteral("Download timed out"));
+        else if (m_syncUtilsDownloader)
+            m_logManager->appendError(
+                QStringLiteral("Download failed: %1").arg(m_syncUtilsDownloader->url().toDisplayString()));
+    }
+    syncUtilsDownloadComplete();
+}
+
+void TVRSyncer::syncUtilsDownloadComplete()
+{
+    if (auto *delegate = dynamic_cast<TVRSyncDownloadDelegate *>(m_syncUtilsDelegate.data()))
+        delegate->downloadComplete(m_syncUtilsDownloader.get());
+}
+
+void TVRSyncer::cancelSyncUtilsDownload()
+{
+    if (m_syncUtilsDownloader)
+        m_syncUtilsDownloader->cancel();
+}
+
+void TVRSyncer::setPluginStatusText(const QString &text)
+{
+    if (m_pluginStatus)
+        m_pluginStatus->setStringValue(text);
+}
+
+void TVRSyncer::setItemStatusText(const QString &text)
+{
+    if (m_itemStatus)
+        m_itemStatus->setStringValue(text);
+}

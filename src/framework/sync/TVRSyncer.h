@@ -1,0 +1,176 @@
+#pragma once
+
+#include "core/ObserverRegistration.h"
+#include "core/UserDefaults.h"
+#include "net/TVRDownloader.h"
+#include "net/TVRNetwork.h"
+
+#include <QDateTime>
+#include <QMap>
+#include <QObject>
+#include <QPointer>
+#include <QStringList>
+
+#include <memory>
+#include <vector>
+
+class IPodSyncLock;
+class LogManager;
+class TVRPlugin;
+class TVRProgressIndicator;
+class TVRStatusField;
+class TVRSyncAlerter;
+class TVRSyncInfo;
+class TVRSyncerDelegate;
+class TVRiPod;
+
+// Runs one sync: chooses the plug-ins, lets each count its work on a worker thread, checks the
+// internet when one of them needs it, then runs them one after the other against one iPod. It
+// drives the status lines and the progress bar, downloads for plug-ins, writes the special notes,
+// and at the end saves the sync log, tells other processes about it and ejects the iPod if asked.
+//
+// Lives on the main thread. Plug-ins report through TVRSyncUtils; reports posted from other
+// threads are carried over to the main thread. One syncer may run any number of syncs in turn.
+class TVRSyncer : public QObject, public TVRDownloaderDelegate, public TVRDownloadFailureDelegate,
+                  public TVRNetworkDelegate
+{
+    Q_OBJECT
+
+public:
+    using PluginMap = QMap<QString, std::shared_ptr<TVRPlugin>>;
+
+    enum SyncType : qint32 {
+        NormalSync = 0,
+        ConnectSync = 1,
+        ListSync = 2, // any value not below: the caller's own list
+        QuickSync = 3,
+        NormalSyncThenEject = 4,
+    };
+
+    // The plug-ins by name; an entry may be null, standing for a plug-in that failed to load.
+    TVRSyncer(const PluginMap &plugins, TVRSyncerDelegate *delegate, QObject *parent = nullptr);
+    ~TVRSyncer() override;
+
+    // What shows the sync; none is owned, any may be null.
+    void setPluginStatus(TVRStatusField *field) { m_pluginStatus = field; }
+    void setItemStatus(TVRStatusField *field) { m_itemStatus = field; }
+    void setProgressIndicator(TVRProgressIndicator *indicator) { m_pluginProgress = indicator; }
+    void setAlerter(TVRSyncAlerter *alerter) { m_alerter = alerter; }
+
+    void setEjectAfterSync(bool eject) { m_ejectAfterSync = eject; }
+    bool ejectAfterSync() const { return m_ejectAfterSync; }
+    bool isSyncing() const { return m_isSyncing; }
+    // Set by cancel() until the next sync begins.
+    bool isStopped() const { return m_stopped; }
+
+    void setiPod(const std::shared_ptr<TVRiPod> &iPod) { m_synciPod = iPod; }
+    std::shared_ptr<TVRiPod> iPod() const { return m_synciPod; }
+    void setPluginsToSync(const QStringList &names) { m_pluginsToSync = names; }
+    QStringList pluginsToSync() const { return m_pluginsToSync; }
+
+    // Starts a sync of `type`. False, with lastError() saying why and nothing else done, when there
+    // is no iPod, a sync is already running here, or another process is syncing the same iPod.
+    bool sync(qint32 type, const QStringList &pluginsToSync, const std::shared_ptr<TVRiPod> &iPod);
+    bool quickSync(const QString &pluginName);
+    bool performSync(qint32 type);
+
+    // Stops after the running plug-in has reported completion; the log is still saved.
+    void cancel();
+
+    QString lastError() const { return m_lastError; }
+    qint32 syncType() const { return m_syncType; }
+    qint32 totalThingsToSync() const { return m_totalThingsToSync; }
+    // The log of the running or last sync.
+    std::shared_ptr<LogManager> logManager() const { return m_logManager; }
+    std::shared_ptr<TVRSyncInfo> syncInfo() const { return m_syncInfo; }
+    // The plug-ins of the last sync whose sync() was called, in order.
+    QStringList pluginsRun() const { return m_pluginsRun; }
+    QDateTime startSyncDate() const { return m_startSyncDate; }
+    // Seconds the last finished sync took.
+    double lastSyncSeconds() const { return m_lastSyncSeconds; }
+    // Why the last sync's log could not be added to the sync log file; empty when it was.
+    QString logFileError() const { return m_logFileError; }
+    std::shared_ptr<TVRDownloader> downloader() const { return m_syncUtilsDownloader; }
+
+    // The downloads run for plug-ins.
+    void downloadFinished(TVRDownloader *downloader) override;
+    void downloadFailedWithErrorType(int errorType) override;
+    // The internet check.
+    void detectedInternetConnection(TVRNetwork *network) override;
+
+Q_SIGNALS:
+    // After the eject that a sync asked for has been tried.
+    void ejectAttempted(bool ejected, const QString &error);
+
+private:
+    struct Preparation {
+        qint32 total = 0;
+        bool needsInternet = false;
+        QStringList names;
+        QStringList errors;
+    };
+
+    void chooseFromPreference(const QString &key, bool takeEject);
+    void startPrepareSync();
+    // Runs on a worker thread, on copies, so that nothing it reads changes under it.
+    static Preparation prepareSync(const PluginMap &plugins, const QStringList &pluginsToSync);
+    static bool shouldSyncPluginNamed(const QStringList &pluginsToSync, const QString &name);
+    void startSync(bool needsInternet);
+    void makeSyncInfo(bool connectedToInternet);
+    void doSync();
+    void syncNextPlugin();
+    void finishSync();
+    void warnAboutTooManyNotes();
+    void removeEmptyTivaroFolder();
+    void scheduleEject();
+    void saveLog();
+    void removeSpecialNotes();
+    void doLastSyncInfo();
+    QString shortDateToday() const;
+
+    void pluginDidFinishSync();
+    void pluginDidIncrementProgress();
+    void pluginDidProvideSyncFeedback(const QVariantMap &userInfo);
+    void startSyncUtilsDownload(const QVariantMap &userInfo);
+    void syncUtilsDownloadComplete();
+    void cancelSyncUtilsDownload();
+    // Runs `step` on this object's thread: at once when already there, else queued.
+    void onMainThread(std::function<void()> step);
+
+    void setPluginStatusText(const QString &text);
+    void setItemStatusText(const QString &text);
+
+    TVRStatusField *m_pluginStatus = nullptr;
+    TVRStatusField *m_itemStatus = nullptr;
+    TVRProgressIndicator *m_pluginProgress = nullptr;
+    TVRSyncAlerter *m_alerter = nullptr;
+    TVRSyncerDelegate *m_delegate = nullptr;
+    PluginMap m_plugins;
+    QStringList m_pluginsToSync;
+    // The names still to sync, front first.
+    QStringList m_pluginQueue;
+    std::shared_ptr<TVRPlugin> m_currentPlugin;
+    std::shared_ptr<TVRSyncInfo> m_syncInfo;
+    std::shared_ptr<TVRiPod> m_synciPod;
+    std::shared_ptr<LogManager> m_logManager;
+    bool m_ejectAfterSync = false;
+    qint32 m_totalThingsToSync = 0;
+    QDateTime m_startSyncDate;
+    UserDefaults m_defaults;
+    std::shared_ptr<TVRDownloader> m_syncUtilsDownloader;
+    QPointer<QObject> m_syncUtilsDelegate;
+    bool m_stopped = false;
+    bool m_isSyncing = false;
+    qint32 m_syncType = NormalSync;
+
+    std::unique_ptr<TVRNetwork> m_network;
+    std::unique_ptr<IPodSyncLock> m_lock;
+    std::vector<ObserverRegistration> m_observers;
+    QStringList m_pluginsRun;
+    QString m_lastError;
+    QString m_logFileError;
+    double m_lastSyncSeconds = 0;
+    // From performSync() to the end of finishSync(): unlike m_isSyncing, still true after a cancel
+    // while the running plug-in has not yet reported completion.
+    bool m_running = false;
+};
