@@ -1,0 +1,194 @@
+#include "CliRun.h"
+#include "IPodFixture.h"
+#include "PluginTree.h"
+#include "TemporaryHome.h"
+
+#include "core/Paths.h"
+#include "core/PropertyList.h"
+#include "sync/SyncLogFile.h"
+
+#include <QProcess>
+#include <QtTest>
+
+#include <csignal>
+
+// `tivaro sync` as a user runs it: from a script, at a terminal, stopped with Ctrl-C, and twice at once.
+class CliSyncTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void printsOneLinePerChangeWithoutATerminal();
+    void redrawsInPlaceOnATerminal();
+    void exitStatus_data();
+    void exitStatus();
+    void ctrlCStopsAfterThePlugin();
+    void secondCtrlCStopsAtOnce();
+    void secondSyncToTheSameIPodIsRefused();
+
+private:
+    void setPrefs(const QString &plugin, const QVariantMap &values) const;
+    // Starts `tivaro sync` and waits until it says `line`.
+    void startSync(QProcess &process, const QStringList &arguments, const QString &line);
+
+    std::optional<TemporaryHome> m_home;
+    std::optional<PluginTree> m_tree;
+    QString m_iPod;
+};
+
+void CliSyncTest::init()
+{
+    m_home.emplace();
+    m_tree.emplace();
+    for (const QString &bundle : {"Alpha.tvr", "Beta.tvr"})
+        QVERIFY(!PluginTree::install(bundle, m_tree->userFolder()).isEmpty());
+    m_iPod = IPodFixture::createWithFamily(m_home->path() + "/Pocket", 6, "SER1");
+}
+
+void CliSyncTest::cleanup()
+{
+    m_tree.reset();
+    m_home.reset();
+}
+
+void CliSyncTest::setPrefs(const QString &plugin, const QVariantMap &values) const
+{
+    const QString file =
+        Paths::applicationSupportFolder() + "/Preferences/org.tivaro.test." + plugin.toLower() + ".plist";
+    QVERIFY(QDir().mkpath(QFileInfo(file).absolutePath()));
+    QVERIFY(PropertyList::writeFile(file, values));
+}
+
+void CliSyncTest::startSync(QProcess &process, const QStringList &arguments, const QString &line)
+{
+    process.start(qEnvironmentVariable("TIVARO_CLI"), QStringList{"sync"} + arguments);
+    QVERIFY(process.waitForStarted());
+    QByteArray seen;
+    QVERIFY(QTest::qWaitFor(
+        [&] {
+            process.waitForReadyRead(50);
+            seen += process.readAllStandardOutput();
+            return seen.contains(line.toUtf8());
+        },
+        20000));
+}
+
+void CliSyncTest::printsOneLinePerChangeWithoutATerminal()
+{
+    setPrefs("Alpha", {{"steps", 2}, {"writeNotes", true}});
+    const CliRun run = CliRun::run({"sync", "--ipod", m_iPod, "--plugins", "Alpha,Beta"});
+    QCOMPARE(run.exitCode, 0);
+    const QStringList lines = run.out.split('\n', Qt::SkipEmptyParts);
+    const QStringList expectedStart{"Preparing...", "  [0/4]", "Syncing", "Syncing Alpha", "  Step 1", "  [1/4]",
+                                    "  Step 2",     "  [2/4]", "  [3/4]", "Syncing Beta",  "  [4/4]"};
+    QCOMPARE(lines.mid(0, expectedStart.size()), expectedStart);
+    QVERIFY2(QRegularExpression("^Sync to \"Pocket\" complete in \\d+\\.\\d\\d seconds: 2 plug-ins run \\(Alpha, "
+                                "Beta\\), 0 errors, 2 notes on the iPod\\.$")
+                 .match(lines.last())
+                 .hasMatch(),
+             qPrintable(lines.last()));
+    QVERIFY(QFileInfo::exists(m_iPod + "/Notes/Alpha/Step 2"));
+    QCOMPARE(SyncLogFile::readEntries()->size(), 1);
+}
+
+void CliSyncTest::redrawsInPlaceOnATerminal()
+{
+    if (QStandardPaths::findExecutable("script").isEmpty())
+        QSKIP("script(1) is needed to give the program a terminal");
+    setPrefs("Alpha", {{"steps", 3}, {"stepDelayMs", 60}});
+    const QString command = QString("'%1' sync --ipod '%2' --quick Alpha").arg(qEnvironmentVariable("TIVARO_CLI"), m_iPod);
+    const CliRun run = CliRun::run({"-qec", command, "/dev/null"}, {}, QStandardPaths::findExecutable("script"));
+    QCOMPARE(run.exitCode, 0);
+    // Three lines drawn, then climbed back over and drawn again.
+    QVERIFY(run.out.contains("\x1b[2A\r\x1b[2KSyncing Alpha"));
+    QVERIFY(run.out.contains("[" + QString(50, '#') + "] 4/4 100%"));
+    QVERIFY(run.out.contains("Sync to \"Pocket\" complete in"));
+}
+
+void CliSyncTest::exitStatus_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QVariantMap>("alpha");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("said");
+    QTest::newRow("errors logged") << QStringList{"--quick", "Alpha"}
+                                   << QVariantMap{{"urls", QStringList{"notascheme:/x"}}} << 1
+                                   << "Errors:\n  Download failed: notascheme:/x\n";
+    QTest::newRow("eject of a folder") << QStringList{"--quick", "Beta", "--eject"} << QVariantMap() << 1
+                                       << "could not eject \"Pocket\"";
+    QTest::newRow("unknown plug-in") << QStringList{"--plugins", "Nobody"} << QVariantMap() << 0
+                                     << "no plug-in is named \"Nobody\"";
+    QTest::newRow("unknown type") << QStringList{"--type", "weekly"} << QVariantMap() << 2
+                                  << "--type is normal, connect or eject";
+    QTest::newRow("two choices") << QStringList{"--quick", "Alpha", "--plugins", "Beta"} << QVariantMap() << 2
+                                 << "give one of --type, --plugins and --quick";
+    QTest::newRow("not an iPod") << QStringList{"--ipod", "/nonexistent"} << QVariantMap() << 1 << "/nonexistent";
+}
+
+void CliSyncTest::exitStatus()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QVariantMap, alpha);
+    QFETCH(int, status);
+    QFETCH(QString, said);
+    setPrefs("Alpha", alpha);
+    if (!arguments.contains("--ipod"))
+        arguments += QStringList{"--ipod", m_iPod};
+    const CliRun run = CliRun::run(QStringList{"sync"} + arguments);
+    QCOMPARE(run.exitCode, status);
+    QVERIFY2((run.out + run.err).contains(said), qPrintable(run.out + run.err));
+}
+
+void CliSyncTest::ctrlCStopsAfterThePlugin()
+{
+    setPrefs("Alpha", {{"neverComplete", true}});
+    QProcess process;
+    startSync(process, {"--ipod", m_iPod, "--plugins", "Alpha,Beta"}, "Syncing Alpha");
+    ::kill(pid_t(process.processId()), SIGINT);
+    QVERIFY(process.waitForFinished(20000));
+    QCOMPARE(process.exitCode(), 130);
+    const QString out = QString::fromUtf8(process.readAllStandardOutput());
+    QVERIFY2(out.contains("Stopping...\n"), qPrintable(out));
+    QVERIFY(out.contains("  User cancelled sync."));
+    QVERIFY(out.contains("cancelled after"));
+    QVERIFY(out.contains("1 plug-in run (Alpha)"));
+    QCOMPARE(SyncLogFile::readEntries()->size(), 1);
+}
+
+void CliSyncTest::secondCtrlCStopsAtOnce()
+{
+    setPrefs("Alpha", {{"neverComplete", true}, {"ignoreCancel", true}});
+    QProcess process;
+    startSync(process, {"--ipod", m_iPod, "--quick", "Alpha"}, "Syncing Alpha");
+    ::kill(pid_t(process.processId()), SIGINT);
+    QVERIFY(QTest::qWaitFor([&] { return process.waitForReadyRead(50) || process.bytesAvailable() > 0; }, 5000));
+    QVERIFY(!process.waitForFinished(300));
+    ::kill(pid_t(process.processId()), SIGINT);
+    QVERIFY(process.waitForFinished(10000));
+    QCOMPARE(process.exitCode(), 130);
+    QVERIFY(QString::fromUtf8(process.readAllStandardOutput()).contains("Stopped without waiting"));
+    // The lock of the dead sync does not block the next one.
+    setPrefs("Alpha", {});
+    QCOMPARE(CliRun::run({"sync", "--ipod", m_iPod, "--quick", "Alpha"}).exitCode, 0);
+}
+
+void CliSyncTest::secondSyncToTheSameIPodIsRefused()
+{
+    setPrefs("Alpha", {{"neverComplete", true}});
+    QProcess first;
+    startSync(first, {"--ipod", m_iPod, "--quick", "Alpha"}, "Syncing Alpha");
+    const CliRun second = CliRun::run({"sync", "--ipod", m_iPod, "--quick", "Beta"});
+    QCOMPARE(second.exitCode, 1);
+    QVERIFY2(second.err.contains(QString("Another sync to \"Pocket\" is running (process %1)").arg(first.processId())),
+             qPrintable(second.err));
+    ::kill(pid_t(first.processId()), SIGINT);
+    QVERIFY(first.waitForFinished(20000));
+    QCOMPARE(first.exitCode(), 130);
+}
+
+QTEST_MAIN(CliSyncTest)
+
+#include "tst_cli_sync.moc"

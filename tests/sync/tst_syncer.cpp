@@ -1,0 +1,489 @@
+#include "IPodFixture.h"
+#include "PluginTree.h"
+#include "TemporaryHome.h"
+
+#include "core/DistributedNotificationCenter.h"
+#include "core/Paths.h"
+#include "core/PropertyList.h"
+#include "ipod/TVRiPod.h"
+#include "net/TVRNetwork.h"
+#include "plugins/PluginManager.h"
+#include "plugins/TVRPlugin.h"
+#include "sync/LogManager.h"
+#include "sync/SyncLogFile.h"
+#include "sync/TVRProgressIndicator.h"
+#include "sync/TVRStatusField.h"
+#include "sync/TVRSyncAlerter.h"
+#include "sync/TVRSyncer.h"
+#include "sync/TVRSyncerDelegate.h"
+
+#include <QtTest>
+
+#include <optional>
+
+namespace {
+
+// Everything a window would show, written down.
+class RecordingDisplay : public TVRProgressIndicator, public TVRSyncAlerter, public TVRSyncerDelegate
+{
+public:
+    class Field : public TVRStatusField
+    {
+    public:
+        void setStringValue(const QString &text) override { history.append(text); }
+        QStringList history;
+    };
+
+    void setIndeterminate(bool value) override { indeterminate = value; }
+    void startAnimation() override { animating = true; }
+    void stopAnimation() override { animating = false; }
+    void setMinValue(double value) override { minimum = value; }
+    void setMaxValue(double value) override { maximum = value; }
+    void setDoubleValue(double value) override { this->value = value; }
+    void incrementBy(double delta) override { value += delta; }
+    void beep() override { ++beeps; }
+    void activateApplication() override { ++activations; }
+    void runWarning(const QString &title, const QString &message, const QString &button) override
+    {
+        warnings.append(QStringList{title, message, button});
+    }
+    void syncerFinished(TVRSyncer *) override { ++finished; }
+
+    void attach(TVRSyncer &syncer)
+    {
+        syncer.setPluginStatus(&upper);
+        syncer.setItemStatus(&lower);
+        syncer.setProgressIndicator(this);
+        syncer.setAlerter(this);
+    }
+
+    Field upper;
+    Field lower;
+    bool indeterminate = false;
+    bool animating = false;
+    double minimum = -1;
+    double maximum = -1;
+    double value = 0;
+    int beeps = 0;
+    int activations = 0;
+    int finished = 0;
+    QList<QStringList> warnings;
+};
+
+QString logText(const TVRSyncer &syncer)
+{
+    return syncer.logManager()->logAttributedString().string();
+}
+
+} // namespace
+
+// Whole syncs through real plug-in bundles onto iPod folders.
+class SyncerTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void runsEveryPluginInTurn();
+    void choosesPluginsByType_data();
+    void choosesPluginsByType();
+    void checksTheInternetOnlyWhenAsked_data();
+    void checksTheInternetOnlyWhenAsked();
+    void cancelStopsAfterTheRunningPlugin_data();
+    void cancelStopsAfterTheRunningPlugin();
+    void missingPluginIsLoggedAndSkipped();
+    void warnsAboutTooManyNotes_data();
+    void warnsAboutTooManyNotes();
+    void removesAnEmptyTivaroFolder_data();
+    void removesAnEmptyTivaroFolder();
+    void lastSyncInfo_data();
+    void lastSyncInfo();
+    void ejectOfAFolderFailsCleanly();
+    void secondSyncToTheSameIPodIsRefused();
+    void corruptSyncLogIsKeptAside();
+    void iPodRemovedMidSync();
+
+private:
+    void setPrefs(const QString &plugin, const QVariantMap &values) const;
+    TVRSyncer::PluginMap plugins();
+    // Runs a sync to the end; false when it did not start or did not end in time.
+    bool runSync(TVRSyncer &syncer, qint32 type, const QStringList &names = {});
+
+    std::optional<TemporaryHome> m_home;
+    std::optional<PluginTree> m_tree;
+    std::unique_ptr<PluginManager> m_manager;
+    TVRiPodPtr m_iPod;
+    RecordingDisplay m_display;
+};
+
+void SyncerTest::init()
+{
+    m_home.emplace();
+    m_tree.emplace();
+    for (const QString &bundle : {"Alpha.tvr", "Beta.tvr", "Gamma.tvr"})
+        QVERIFY(!PluginTree::install(bundle, m_tree->builtInFolder()).isEmpty());
+    m_iPod = TVRiPod::iPodAtPath(IPodFixture::createWithFamily(m_home->path() + "/Tivaro iPod", 6, "SER1"));
+    QVERIFY(m_iPod);
+    m_display = RecordingDisplay();
+    TVRNetwork::setHosts({"localhost", "localhost"});
+}
+
+void SyncerTest::cleanup()
+{
+    m_manager.reset();
+    m_iPod.reset();
+    m_tree.reset();
+    m_home.reset();
+}
+
+void SyncerTest::setPrefs(const QString &plugin, const QVariantMap &values) const
+{
+    const QString file =
+        Paths::applicationSupportFolder() + "/Preferences/org.tivaro.test." + plugin.toLower() + ".plist";
+    QVERIFY(QDir().mkpath(QFileInfo(file).absolutePath()));
+    QVERIFY(PropertyList::writeFile(file, values));
+}
+
+TVRSyncer::PluginMap SyncerTest::plugins()
+{
+    m_manager = std::make_unique<PluginManager>(m_tree->prefix());
+    return m_manager->plugins();
+}
+
+bool SyncerTest::runSync(TVRSyncer &syncer, qint32 type, const QStringList &names)
+{
+    const int before = m_display.finished;
+    if (!syncer.sync(type, names, m_iPod))
+        return false;
+    return QTest::qWaitFor([&] { return m_display.finished > before && !syncer.isSyncing(); }, 20000);
+}
+
+void SyncerTest::runsEveryPluginInTurn()
+{
+    setPrefs("Alpha", {{"steps", 2}, {"writeNotes", true}});
+    setPrefs("Gamma", {{"steps", 3}});
+    QByteArray broadcast;
+    QVERIFY(DistributedNotificationCenter::addObserver(
+        "NewLogManager", this, [&](const QVariantMap &userInfo) { broadcast = userInfo.value("data").toByteArray(); }));
+
+    TVRSyncer syncer(plugins(), &m_display);
+    m_display.attach(syncer);
+    QVERIFY(runSync(syncer, TVRSyncer::NormalSync));
+
+    // No choice stored: every plug-in, in name order; each counts its steps plus its completion.
+    QCOMPARE(syncer.pluginsRun(), QStringList({"Alpha", "Beta", "Gamma"}));
+    QCOMPARE(m_display.maximum, 8.0);
+    QCOMPARE(m_display.value, 8.0);
+    QCOMPARE(m_display.upper.history.mid(0, 2), QStringList({"Preparing...", "Syncing"}));
+    QVERIFY(m_display.upper.history.contains("Syncing Gamma"));
+    QVERIFY(m_display.lower.history.contains("Step 3"));
+    QVERIFY(!m_display.upper.history.contains("Checking internet connection..."));
+    QVERIFY(QFileInfo::exists(m_iPod->notesFolder() + "/Alpha/Step 2"));
+
+    const QString text = logText(syncer);
+    QVERIFY(text.startsWith("Syncing to Tivaro iPod\rType: "));
+    QVERIFY(text.contains("\rAlpha\r"));
+    QVERIFY(text.contains(QRegularExpression("\rSync Complete \\(\\d+\\.\\d\\d seconds\\)\r$")));
+    QCOMPARE(syncer.logManager()->errorCount(), 0);
+
+    // Saved once, and announced to other processes with the same bytes.
+    const std::optional<QList<QByteArray>> saved = SyncLogFile::readEntries();
+    QVERIFY(saved && saved->size() == 1);
+    QVERIFY(QTest::qWaitFor([&] { return !broadcast.isEmpty(); }, 5000));
+    QCOMPARE(broadcast, saved->first());
+    QCOMPARE(LogManager::fromArchive(broadcast)->logAttributedString().string(), text);
+
+    // The same syncer runs the next sync.
+    QVERIFY(runSync(syncer, TVRSyncer::ListSync, {"Beta"}));
+    QCOMPARE(syncer.pluginsRun(), QStringList({"Beta"}));
+    QCOMPARE(SyncLogFile::readEntries()->size(), 2);
+}
+
+void SyncerTest::choosesPluginsByType_data()
+{
+    QTest::addColumn<qint32>("type");
+    QTest::addColumn<QStringList>("given");
+    QTest::addColumn<QVariantMap>("preferences");
+    QTest::addColumn<QStringList>("expected");
+    QTest::addColumn<bool>("eject");
+
+    const QVariantMap onlyBeta{{"syncOnlySelected", true},
+                               {"ejectAfterSync", true},
+                               {"tools", QVariantList{QVariantMap{{"tool", "Beta"}, {"sync", true}}}}};
+    const QVariantMap allButBeta{{"syncAllButSelected", true},
+                                 {"tools", QVariantList{QVariantMap{{"tool", "Beta"}, {"sync", true}}}}};
+    const QStringList all{"Alpha", "Beta", "Gamma"};
+    QTest::newRow("normal, only selected") << 0 << QStringList() << QVariantMap{{"prefsNormalSync", onlyBeta}}
+                                           << QStringList{"Beta"} << true;
+    QTest::newRow("connect, all but selected")
+        << 1 << QStringList() << QVariantMap{{"prefsNormalSync", onlyBeta}, {"prefsiPodConnect", allButBeta}}
+        << QStringList{"Alpha", "Gamma"} << false;
+    // Neither flag set: an empty choice, which means every plug-in.
+    QTest::newRow("normal, no flag") << 0 << QStringList() << QVariantMap{{"prefsNormalSync", QVariantMap{}}} << all
+                                     << false;
+    QTest::newRow("normal, not a dictionary")
+        << 0 << QStringList() << QVariantMap{{"prefsNormalSync", "Beta"}} << all << false;
+    QTest::newRow("quick") << 3 << QStringList{"Gamma"} << QVariantMap{{"prefsNormalSync", onlyBeta}}
+                           << QStringList{"Gamma"} << false;
+    QTest::newRow("caller's list, unknown name dropped")
+        << 2 << QStringList{"Gamma", "Nobody", "Alpha"} << QVariantMap() << QStringList{"Alpha", "Gamma"} << false;
+}
+
+void SyncerTest::choosesPluginsByType()
+{
+    QFETCH(qint32, type);
+    QFETCH(QStringList, given);
+    QFETCH(QVariantMap, preferences);
+    QFETCH(QStringList, expected);
+    QFETCH(bool, eject);
+    m_home->writeApplicationPreferences(preferences);
+
+    bool ejectWhenFinished = false;
+    struct : TVRSyncerDelegate {
+        void syncerFinished(TVRSyncer *syncer) override { *eject = syncer->ejectAfterSync(); }
+        bool *eject = nullptr;
+    } delegate;
+    delegate.eject = &ejectWhenFinished;
+    TVRSyncer watched(plugins(), &delegate);
+    if (type == TVRSyncer::QuickSync) {
+        watched.setiPod(m_iPod);
+        QVERIFY(watched.quickSync(given.first()));
+    } else {
+        QVERIFY(watched.sync(type, given, m_iPod));
+    }
+    QVERIFY(QTest::qWaitFor([&] { return !watched.isSyncing(); }, 10000));
+    QCOMPARE(watched.pluginsRun(), expected);
+    QCOMPARE(ejectWhenFinished, eject);
+    QCOMPARE(logText(watched).contains("is not a dictionary"), QByteArray(QTest::currentDataTag()).contains("not a"));
+}
+
+void SyncerTest::checksTheInternetOnlyWhenAsked_data()
+{
+    QTest::addColumn<bool>("needsInternet");
+    QTest::addColumn<QStringList>("hosts");
+    QTest::addColumn<QString>("answer");
+    QTest::newRow("not needed") << false << QStringList{"localhost", "localhost"} << "Internet: no";
+    QTest::newRow("reachable") << true << QStringList{"localhost", "localhost"} << "Internet: yes";
+    QTest::newRow("second host reachable") << true << QStringList{"no-such-host.invalid", "localhost"}
+                                           << "Internet: yes";
+    QTest::newRow("unreachable") << true << QStringList{"no-such-host.invalid", "nor-this.invalid"}
+                                 << "Internet: no";
+}
+
+void SyncerTest::checksTheInternetOnlyWhenAsked()
+{
+    QFETCH(bool, needsInternet);
+    QFETCH(QStringList, hosts);
+    QFETCH(QString, answer);
+    TVRNetwork::setHosts(hosts);
+    setPrefs("Beta", {{"needsInternet", needsInternet}});
+    TVRSyncer syncer(plugins(), &m_display);
+    m_display.attach(syncer);
+    QVERIFY(runSync(syncer, TVRSyncer::ListSync, {"Alpha", "Beta"}));
+    // A plug-in that needs the internet runs without it, and is told.
+    QCOMPARE(syncer.pluginsRun(), QStringList({"Alpha", "Beta"}));
+    QVERIFY2(logText(syncer).contains("Beta\rInternet: " + answer.section(' ', 1)), qPrintable(logText(syncer)));
+    QCOMPARE(m_display.upper.history.contains("Checking internet connection..."), needsInternet);
+}
+
+void SyncerTest::cancelStopsAfterTheRunningPlugin_data()
+{
+    QTest::addColumn<int>("cancelAfterSteps");
+    QTest::addColumn<QStringList>("run");
+    QTest::newRow("during preparation") << -1 << QStringList();
+    QTest::newRow("mid-plug-in") << 3 << QStringList{"Alpha"};
+}
+
+void SyncerTest::cancelStopsAfterTheRunningPlugin()
+{
+    QFETCH(int, cancelAfterSteps);
+    QFETCH(QStringList, run);
+    setPrefs("Alpha", {{"steps", 40}, {"stepDelayMs", 10}, {"writeNotes", true}});
+    setPrefs("Beta", {{"steps", 1}});
+    TVRSyncer syncer(plugins(), &m_display);
+    m_display.attach(syncer);
+    QVERIFY(syncer.sync(TVRSyncer::ListSync, {"Alpha", "Beta"}, m_iPod));
+    if (cancelAfterSteps >= 0)
+        QVERIFY(QTest::qWaitFor([&] { return m_display.value >= cancelAfterSteps; }, 10000));
+    syncer.cancel();
+    QVERIFY(syncer.isStopped());
+    QVERIFY(!syncer.isSyncing());
+    const qsizetype feedbackAtCancel = m_display.lower.history.size();
+    QVERIFY(QTest::qWaitFor([&] { return m_display.finished == 1; }, 10000));
+
+    QCOMPARE(syncer.pluginsRun(), run);
+    QVERIFY(logText(syncer).contains("User cancelled sync."));
+    QVERIFY(logText(syncer).contains("Sync Complete"));
+    // Feedback that comes after the cancel is not shown; only the clearing of the line.
+    for (const QString &line : m_display.lower.history.mid(feedbackAtCancel))
+        QVERIFY2(line.isEmpty(), qPrintable(line));
+    // Notes already written stay whole.
+    const QStringList notes = QDir(m_iPod->notesFolder() + "/Alpha").entryList(QDir::Files);
+    for (const QString &note : notes)
+        QCOMPARE(IPodFixture::readFile(m_iPod->notesFolder() + "/Alpha/" + note).contains(note.toUtf8()), true);
+    QCOMPARE(SyncLogFile::readEntries()->size(), 1);
+}
+
+void SyncerTest::missingPluginIsLoggedAndSkipped()
+{
+    TVRSyncer::PluginMap map = plugins();
+    map.insert("Ghost", nullptr);
+    TVRSyncer syncer(map, &m_display);
+    m_display.attach(syncer);
+    QVERIFY(runSync(syncer, TVRSyncer::NormalSync));
+    QCOMPARE(syncer.pluginsRun(), QStringList({"Alpha", "Beta", "Gamma"}));
+    QVERIFY(logText(syncer).contains("Failed to load Ghost"));
+    QCOMPARE(syncer.logManager()->errorCount(), 1);
+    QCOMPARE(m_display.value, m_display.maximum);
+}
+
+void SyncerTest::warnsAboutTooManyNotes_data()
+{
+    QTest::addColumn<int>("notes");
+    QTest::addColumn<bool>("warned");
+    QTest::newRow("1000") << 1000 << false;
+    QTest::newRow("1001") << 1001 << true;
+}
+
+void SyncerTest::warnsAboutTooManyNotes()
+{
+    QFETCH(int, notes);
+    QFETCH(bool, warned);
+    for (int i = 0; i < notes; ++i)
+        IPodFixture::writeFile(m_iPod->path(), QString("Notes/many/%1").arg(i), "x");
+    TVRSyncer syncer(plugins(), &m_display);
+    m_display.attach(syncer);
+    QVERIFY(runSync(syncer, TVRSyncer::ListSync, {"Beta"}));
+    QCOMPARE(logText(syncer).contains("Warning: Your iPod contains over 1,000 notes."), warned);
+    QCOMPARE(m_display.beeps, int(warned));
+    QCOMPARE(m_display.activations, int(warned));
+    if (warned)
+        QCOMPARE(m_display.warnings,
+                 QList<QStringList>({{"Warning",
+                                      "Your iPod contains over 1,000 notes. Only the first 1,000 notes will be loaded "
+                                      "on your iPod.",
+                                      "OK"}}));
+}
+
+void SyncerTest::removesAnEmptyTivaroFolder_data()
+{
+    QTest::addColumn<QString>("entry");
+    QTest::addColumn<bool>("removed");
+    QTest::newRow("hidden file only") << ".DS_Store" << true;
+    QTest::newRow("a note") << "Weather" << false;
+}
+
+void SyncerTest::removesAnEmptyTivaroFolder()
+{
+    QFETCH(QString, entry);
+    QFETCH(bool, removed);
+    IPodFixture::writeFile(m_iPod->path(), "Notes/Velmora/" + entry, "x");
+    TVRSyncer syncer(plugins(), &m_display);
+    QVERIFY(runSync(syncer, TVRSyncer::ListSync, {"Beta"}));
+    QCOMPARE(QFileInfo::exists(m_iPod->notesFolder() + "/Velmora"), !removed);
+}
+
+void SyncerTest::lastSyncInfo_data()
+{
+    QTest::addColumn<int>("family");
+    QTest::addColumn<bool>("wanted");
+    QTest::addColumn<QString>("written");
+    QTest::addColumn<QString>("absent");
+    QTest::newRow("notes, wanted") << 6 << true << "Notes/-- Last Sync Info --" << "Contacts/TVR-LastSync.vcf";
+    QTest::newRow("notes, not wanted") << 6 << false << "" << "Notes/-- Last Sync Info --";
+    QTest::newRow("contacts, wanted") << 1 << true << "Contacts/TVR-LastSync.vcf" << "Notes/-- Last Sync Info --";
+    QTest::newRow("contacts, not wanted") << 1 << false << "" << "Contacts/TVR-LastSync.vcf";
+}
+
+void SyncerTest::lastSyncInfo()
+{
+    QFETCH(int, family);
+    QFETCH(bool, wanted);
+    QFETCH(QString, written);
+    QFETCH(QString, absent);
+    m_home->writeApplicationPreferences({{"iPodLastSyncInfo", wanted}, {"NSShortDateFormatString", "%Y/%m/%d"}});
+    m_iPod = TVRiPod::iPodAtPath(IPodFixture::createWithFamily(m_home->path() + "/Other iPod", family, "SER2"));
+    // Left by an earlier sync: removed whatever happens now.
+    IPodFixture::writeFile(m_iPod->path(), "Notes/-- Last Sync Info --", "old");
+    IPodFixture::writeFile(m_iPod->path(), "Contacts/TVR-LastSync.vcf", "old");
+    TVRSyncer syncer(plugins(), &m_display);
+    QVERIFY(runSync(syncer, TVRSyncer::ListSync, {"Beta"}));
+    QVERIFY(!QFileInfo::exists(m_iPod->path() + '/' + absent));
+    if (!written.isEmpty())
+        QVERIFY(IPodFixture::readFile(m_iPod->path() + '/' + written)
+                    .contains(QDate::currentDate().toString("yyyy/MM/dd").toUtf8()));
+}
+
+void SyncerTest::ejectOfAFolderFailsCleanly()
+{
+    TVRSyncer syncer(plugins(), &m_display);
+    QSignalSpy ejects(&syncer, &TVRSyncer::ejectAttempted);
+    QVERIFY(runSync(syncer, TVRSyncer::NormalSyncThenEject));
+    QVERIFY(!syncer.ejectAfterSync());
+    // The log is saved at once; the eject comes two seconds later.
+    QCOMPARE(SyncLogFile::readEntries()->size(), 1);
+    QVERIFY(ejects.wait(5000));
+    QCOMPARE(ejects.first().at(0).toBool(), false);
+    QVERIFY(!ejects.first().at(1).toString().isEmpty());
+    QVERIFY(QFileInfo::exists(m_iPod->sysInfoPath()));
+}
+
+void SyncerTest::secondSyncToTheSameIPodIsRefused()
+{
+    setPrefs("Alpha", {{"neverComplete", true}});
+    TVRSyncer first(plugins(), &m_display);
+    QVERIFY(first.sync(TVRSyncer::ListSync, {"Alpha"}, m_iPod));
+    QVERIFY(!first.sync(TVRSyncer::ListSync, {"Beta"}, m_iPod));
+    QCOMPARE(first.lastError(), QString("A sync is already running."));
+
+    RecordingDisplay other;
+    TVRSyncer second(plugins(), &other);
+    // The same iPod reached through a link is the same iPod.
+    QVERIFY(QFile::link(m_iPod->path(), m_home->path() + "/link"));
+    QVERIFY(!second.sync(TVRSyncer::ListSync, {"Beta"}, TVRiPod::withPath(m_home->path() + "/link")));
+    QVERIFY2(second.lastError().startsWith("Another sync to \"Tivaro iPod\" is running (process "),
+             qPrintable(second.lastError()));
+
+    first.cancel();
+    QVERIFY(QTest::qWaitFor([&] { return m_display.finished == 1; }, 10000));
+    QVERIFY(second.sync(TVRSyncer::ListSync, {"Beta"}, m_iPod));
+    QVERIFY(QTest::qWaitFor([&] { return other.finished == 1; }, 10000));
+    QCOMPARE(second.pluginsRun(), QStringList({"Beta"}));
+}
+
+void SyncerTest::corruptSyncLogIsKeptAside()
+{
+    QVERIFY(QDir().mkpath(QFileInfo(SyncLogFile::path()).absolutePath()));
+    IPodFixture::writeFile(QFileInfo(SyncLogFile::path()).absolutePath(), "SyncLog.plist", "<plist><array><data>");
+    TVRSyncer syncer(plugins(), &m_display);
+    QVERIFY(runSync(syncer, TVRSyncer::ListSync, {"Beta"}));
+    QVERIFY(logText(syncer).contains("The sync log file could not be read"));
+    QVERIFY(syncer.logFileError().isEmpty());
+    QCOMPARE(SyncLogFile::readEntries()->size(), 1);
+    const QStringList aside = QDir(QFileInfo(SyncLogFile::path()).absolutePath())
+                                  .entryList({"SyncLog.plist.corrupt-*"}, QDir::Files);
+    QCOMPARE(aside.size(), 1);
+}
+
+void SyncerTest::iPodRemovedMidSync()
+{
+    setPrefs("Alpha", {{"steps", 30}, {"stepDelayMs", 10}, {"writeNotes", true}});
+    setPrefs("Beta", {{"steps", 2}, {"writeNotes", true}});
+    TVRSyncer syncer(plugins(), &m_display);
+    m_display.attach(syncer);
+    QVERIFY(syncer.sync(TVRSyncer::ListSync, {"Alpha", "Beta"}, m_iPod));
+    QVERIFY(QTest::qWaitFor([&] { return m_display.value >= 5; }, 10000));
+    QVERIFY(QDir(m_iPod->path()).removeRecursively());
+    QVERIFY(QTest::qWaitFor([&] { return m_display.finished == 1; }, 20000));
+    // Every plug-in still ran and said what failed; the log was kept.
+    QCOMPARE(syncer.pluginsRun(), QStringList({"Alpha", "Beta"}));
+    QVERIFY(syncer.logManager()->errorCount() >= 2);
+    QVERIFY(logText(syncer).contains("Cannot write"));
+    QCOMPARE(SyncLogFile::readEntries()->size(), 1);
+}
+
+QTEST_MAIN(SyncerTest)
+
+#include "tst_syncer.moc"
