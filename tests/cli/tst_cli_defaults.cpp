@@ -143,6 +143,7 @@ void CliDefaultsTest::wrongInputChangesNothing_data()
     QTest::newRow("odd -dict") << write + QStringList{"-dict", "tool"} << 2 << "pairs of KEY VALUE";
     QTest::newRow("unknown type") << write + QStringList{"-date", "today"} << 2 << "\"-date\" is not a type";
     QTest::newRow("broken XML") << write + QStringList{"<plist><dict>"} << 2 << "cannot be read";
+    QTest::newRow("old-style text") << write + QStringList{"{ syncAll = 1; }"} << 2 << "old-style";
     QTest::newRow("empty key") << QStringList{"defaults", "write", "", "x"} << 2 << "KEY may not be empty";
     QTest::newRow("two keys") << QStringList{"defaults", "read", "a", "b"} << 2 << "at most one KEY";
     QTest::newRow("read missing key") << QStringList{"defaults", "read", "nope"} << 1

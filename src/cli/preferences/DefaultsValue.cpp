@@ -102,7 +102,7 @@ std::optional<QVariant> DefaultsValue::parseTyped(const QString &flag, const QSt
 std::optional<QVariant> DefaultsValue::parseBare(const QString &word, QString *error)
 {
     const QString trimmed = word.trimmed();
-    // Text meant as a property list must not end up stored as a string because of a typing mistake.
+    // Text meant as a property list must not be stored as a string because of a typing mistake.
     if (trimmed.startsWith(QLatin1Char('<'))) {
         QString reason;
         const std::optional<QVariant> value = PropertyList::fromData(trimmed.toUtf8(), &reason);
@@ -112,6 +112,10 @@ std::optional<QVariant> DefaultsValue::parseBare(const QString &word, QString *e
                                      .arg(reason));
         return value;
     }
+    // libplist 2.2 reads no old-style text; what was meant as a dictionary must not become a string.
+    if (trimmed.startsWith(QLatin1Char('{')) || trimmed.startsWith(QLatin1Char('(')))
+        return failed(error, QStringLiteral("old-style property-list text cannot be read; give the value as XML, or "
+                                            "with -dict or -array (use -string to store it as text)"));
     return QVariant(word);
 }
 

@@ -10,7 +10,8 @@
 // Preference values as the words of a command line, and back, in the manner of the Mac's `defaults`:
 //     -bool YES|NO|true|false   -int N   -float X   -string TEXT
 //     -array ITEM...            -dict KEY VALUE...  (items and values are strings)
-//     one bare word             an XML property list when it starts with "<", otherwise a string
+//     one bare word             an XML property list when it starts with "<", otherwise a string;
+//                               old-style text ("{" or "(") is refused, as libplist cannot read it
 // Printed values use the old-style property-list notation `defaults read` shows.
 class DefaultsValue
 {
