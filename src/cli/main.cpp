@@ -3,12 +3,14 @@
 #include "ExitCode.h"
 #include "commands/ContactsRemoveCommand.h"
 #include "commands/ContactsWriteCommand.h"
+#include "commands/DefaultsCommand.h"
 #include "commands/IPodInfoCommand.h"
 #include "commands/IPodsCommand.h"
 #include "commands/LogCommand.h"
 #include "commands/NoteWriteCommand.h"
 #include "commands/PluginsCommand.h"
 #include "commands/SyncCommand.h"
+#include "commands/PrefsCommand.h"
 
 #include "ipod/SysInfoError.h"
 
@@ -35,6 +37,8 @@ int main(int argc, char *argv[])
     registry.add(std::make_unique<LogCommand>());
     registry.add(std::make_unique<PluginsCommand>());
     registry.add(std::make_unique<SyncCommand>());
+    registry.add(std::make_unique<PrefsCommand>());
+    registry.add(std::make_unique<DefaultsCommand>());
 
     Console console;
     // Nothing the user gives may end in an abort: every escaping error becomes one line.

@@ -1,7 +1,7 @@
 #!/bin/sh
 # A plug-in author's road: install Tivaro, build the example plug-in outside the source tree against
 # the installed package, drop the bundle into the user's plug-ins folder, and find it with the
-# installed `tivaro plugins`.
+# installed `tivaro plugins`, beside the plug-ins installed with Tivaro.
 set -eu
 build_dir=$1
 example=$2
@@ -20,3 +20,4 @@ echo "$listing"
 echo "$listing" | grep -q '"name": "Hello World"'
 echo "$listing" | grep -q '"version": "1.0.0"'
 echo "$listing" | grep -q '"hasSettings": true'
+echo "$listing" | grep -q '"name": "Text Files"'
