@@ -3,6 +3,7 @@
 #include "ExitCode.h"
 #include "commands/ContactsRemoveCommand.h"
 #include "commands/ContactsWriteCommand.h"
+#include "commands/FetchCommand.h"
 #include "commands/IPodInfoCommand.h"
 #include "commands/IPodsCommand.h"
 #include "commands/LogCommand.h"
@@ -33,6 +34,7 @@ int main(int argc, char *argv[])
     registry.add(std::make_unique<ContactsRemoveCommand>());
     registry.add(std::make_unique<LogCommand>());
     registry.add(std::make_unique<PluginsCommand>());
+    registry.add(std::make_unique<FetchCommand>());
 
     Console console;
     // Nothing the user gives may end in an abort: every escaping error becomes one line.
