@@ -37,6 +37,15 @@ void Console::printJson(const QJsonValue &value)
     m_out.flush();
 }
 
+bool Console::writeRaw(const QByteArray &bytes)
+{
+    m_out.flush();
+    QFile out;
+    if (!out.open(stdout, QIODevice::WriteOnly))
+        return false;
+    return out.write(bytes) == bytes.size() && out.flush();
+}
+
 int Console::fail(const QString &message, int exitCode)
 {
     m_err << "tivaro: " << message << '\n';

@@ -16,6 +16,9 @@ public:
     // `text` as it is, without a line break, at once.
     void write(const QString &text);
     void printJson(const QJsonValue &value);
+    // Bytes to standard output as they are, such as a downloaded body; false when they could not be
+    // written (a closed pipe, a full disk).
+    bool writeRaw(const QByteArray &bytes);
     // "tivaro: <message>" on standard error; returns `exitCode` so commands can `return console.fail(...)`.
     int fail(const QString &message, int exitCode);
     // "tivaro: warning: <message>" on standard error, for work done with a caveat.

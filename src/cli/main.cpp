@@ -4,6 +4,7 @@
 #include "commands/ContactsRemoveCommand.h"
 #include "commands/ContactsWriteCommand.h"
 #include "commands/DefaultsCommand.h"
+#include "commands/FetchCommand.h"
 #include "commands/IPodInfoCommand.h"
 #include "commands/IPodsCommand.h"
 #include "commands/LogCommand.h"
@@ -39,6 +40,7 @@ int main(int argc, char *argv[])
     registry.add(std::make_unique<SyncCommand>());
     registry.add(std::make_unique<PrefsCommand>());
     registry.add(std::make_unique<DefaultsCommand>());
+    registry.add(std::make_unique<FetchCommand>());
 
     Console console;
     // Nothing the user gives may end in an abort: every escaping error becomes one line.

@@ -5,6 +5,9 @@
 #include <QStringEncoder>
 
 #include <algorithm>
+#include <cerrno>
+
+#include <iconv.h>
 
 namespace {
 
@@ -20,6 +23,27 @@ std::optional<QString> strictDecode(const QByteArray &bytes, QStringConverter::E
 bool allBelow(const QString &text, char16_t limit)
 {
     return std::all_of(text.cbegin(), text.cend(), [limit](QChar c) { return c.unicode() < limit; });
+}
+
+// glibc's iconv refuses invalid and truncated sequences, which is what a strict decode needs; Qt
+// has no EUC-JP codec of its own.
+std::optional<QString> iconvDecode(const QByteArray &bytes, const char *encoding)
+{
+    iconv_t converter = iconv_open("UTF-8", encoding);
+    if (converter == reinterpret_cast<iconv_t>(-1))
+        return std::nullopt;
+    // EUC-JP takes at least one byte for each character of at most three UTF-8 bytes.
+    QByteArray output(bytes.size() * 3 + 4, Qt::Uninitialized);
+    char *in = const_cast<char *>(bytes.constData());
+    size_t inLeft = size_t(bytes.size());
+    char *out = output.data();
+    size_t outLeft = size_t(output.size());
+    const size_t converted = iconv(converter, &in, &inLeft, &out, &outLeft);
+    iconv_close(converter);
+    if (converted == size_t(-1) || inLeft != 0)
+        return std::nullopt;
+    output.truncate(output.size() - qsizetype(outLeft));
+    return QString::fromUtf8(output);
 }
 
 } // namespace
@@ -61,6 +85,8 @@ std::optional<QString> decode(const QByteArray &bytes, unsigned encoding)
         if (std::any_of(bytes.cbegin(), bytes.cend(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }))
             return std::nullopt;
         return QString::fromLatin1(bytes);
+    case JapaneseEUC:
+        return iconvDecode(bytes, "EUC-JP");
     case ISOLatin1:
         return QString::fromLatin1(bytes);
     case Unicode: {

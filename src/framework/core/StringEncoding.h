@@ -9,6 +9,8 @@
 namespace StringEncoding {
 
 constexpr unsigned ASCII = 1;
+// Japanese EUC; only decoded (downloads fall back to it).
+constexpr unsigned JapaneseEUC = 3;
 constexpr unsigned UTF8 = 4;
 constexpr unsigned ISOLatin1 = 5;
 // 16-bit Unicode: UTF-16 in this machine's byte order, led by a byte-order mark.

@@ -11,6 +11,8 @@
 #include <memory>
 #include <optional>
 
+class QAuthenticator;
+class QNetworkAccessManager;
 class QNetworkReply;
 class QTimer;
 class TVRDownloader;
@@ -79,6 +81,9 @@ public:
     QString description() const;
     bool isDownloading() const;
     float timeoutSeconds() const;
+    // Replaces the watchdog's time-out for this transfer only and re-arms it, for a caller that is
+    // told the time-out directly (`tivaro fetch --timeout`); the preference stays as it is.
+    void setTimeoutSeconds(float seconds);
 
     // Stops the transfer; the delegate is told nothing.
     void cancel();
@@ -86,6 +91,22 @@ public:
 private:
     TVRDownloader(const QNetworkRequest &request, TVRDownloaderDelegate *delegate,
                   const std::optional<Credential> &credential);
+
+    void startConnection(QNetworkAccessManager &manager, QNetworkRequest request);
+    // The transfer's callbacks.
+    void followRedirect();
+    void receiveResponse();
+    void receiveData();
+    void answerChallenge(QNetworkReply *reply, QAuthenticator *authenticator);
+    void connectionFinished();
+    // Stops the transfer and the watchdog; error() also tells the delegate.
+    void doCancel(int errorType);
+    void error(int errorType);
+    // The watchdog, restarted by arriving data only.
+    void resetTimer();
+    void stopTimer();
+    void timedOut();
+
     struct Private;
     std::unique_ptr<Private> d;
 };

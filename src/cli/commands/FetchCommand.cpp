@@ -1,0 +1,105 @@
+#include "FetchCommand.h"
+
+#include "ArgumentParser.h"
+#include "Console.h"
+#include "ExitCode.h"
+
+#include <QEventLoop>
+
+namespace {
+
+// The failure in words, with the HTTP status when an answer came.
+QString failureText(int errorType, const std::optional<TVRURLResponse> &response)
+{
+    if (errorType == TVRDownloader::TimedOut)
+        return QStringLiteral("Download timed out");
+    const int status = response ? response->statusCode : 0;
+    if (status == 401 || status == 407)
+        return QStringLiteral("Download failed: authentication refused (HTTP %1)").arg(status);
+    if (status != 0)
+        return QStringLiteral("Download failed: connection failed (HTTP %1)").arg(status);
+    return QStringLiteral("Download failed: connection failed");
+}
+
+std::optional<float> positiveSeconds(const QString &text)
+{
+    bool isNumber = false;
+    const double seconds = text.toDouble(&isNumber);
+    if (!isNumber || !(seconds > 0) || seconds > 86400.0 * 365)
+        return std::nullopt;
+    return float(seconds);
+}
+
+} // namespace
+
+int FetchCommand::run(const QStringList &arguments, Console &console)
+{
+    ArgumentParser options(*this, QStringLiteral("Downloads URL the way a sync does and writes the body to standard "
+                                                 "output as it came. Redirects are followed. The transfer ends when "
+                                                 "no data arrives for the time-out: the \"DownloadTimeout\" "
+                                                 "preference, else 20 seconds. An HTTP error status is a failure; "
+                                                 "its body is not written."));
+    const QCommandLineOption timeout(QStringLiteral("timeout"),
+                                     QStringLiteral("Give up after S seconds without data (this run only)."),
+                                     QStringLiteral("S"));
+    const QCommandLineOption user(QStringLiteral("user"), QStringLiteral("User name offered when the server asks."),
+                                  QStringLiteral("U"));
+    const QCommandLineOption password(QStringLiteral("password"), QStringLiteral("Password offered with --user."),
+                                      QStringLiteral("P"));
+    options.addPositional(QStringLiteral("URL"), QStringLiteral("What to download."), QStringLiteral("URL"));
+    options.addOption(timeout);
+    options.addOption(user);
+    options.addOption(password);
+    if (const std::optional<int> exit = options.parse(arguments, console))
+        return *exit;
+    const QCommandLineParser &parser = options.parser();
+    if (parser.positionalArguments().size() != 1)
+        return console.fail(QStringLiteral("fetch takes one URL"), ExitCode::Usage);
+    std::optional<float> seconds;
+    if (parser.isSet(timeout) && !(seconds = positiveSeconds(parser.value(timeout))))
+        return console.fail(
+            QStringLiteral("--timeout takes a positive number of seconds, not \"%1\"").arg(parser.value(timeout)),
+            ExitCode::Usage);
+    if (parser.isSet(user) != parser.isSet(password))
+        return console.fail(QStringLiteral("--user and --password go together"), ExitCode::Usage);
+    std::optional<TVRDownloader::Credential> credential;
+    if (parser.isSet(user))
+        credential = TVRDownloader::Credential{parser.value(user), parser.value(password)};
+
+    const QString text = parser.positionalArguments().first();
+    const QUrl url(text, QUrl::StrictMode);
+    const std::shared_ptr<TVRDownloader> downloader = TVRDownloader::loadWithURL(url, this, credential);
+    if (!downloader)
+        return console.fail(QStringLiteral("cannot download \"%1\": not an absolute URL of a known scheme").arg(text),
+                            ExitCode::Usage);
+    if (seconds)
+        downloader->setTimeoutSeconds(*seconds);
+    QEventLoop loop;
+    m_loop = &loop;
+    loop.exec();
+    m_loop = nullptr;
+    return report(*downloader, console);
+}
+
+void FetchCommand::downloadFinished(TVRDownloader *)
+{
+    m_loop->quit();
+}
+
+void FetchCommand::downloadFailedWithErrorType(int errorType)
+{
+    m_errorType = errorType;
+    m_loop->quit();
+}
+
+int FetchCommand::report(const TVRDownloader &downloader, Console &console) const
+{
+    if (m_errorType)
+        return console.fail(failureText(*m_errorType, downloader.urlResponse()), ExitCode::Failure);
+    const int status = downloader.urlResponse() ? downloader.urlResponse()->statusCode : 0;
+    if (status >= 400)
+        return console.fail(QStringLiteral("Download failed: HTTP %1").arg(status), ExitCode::Failure);
+    if (!console.writeRaw(downloader.data()))
+        return console.fail(QStringLiteral("cannot write the body to standard output"), ExitCode::Failure);
+    return ExitCode::Success;
+}

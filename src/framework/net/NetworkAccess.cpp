@@ -1,0 +1,28 @@
+#include "NetworkAccess.h"
+
+#include <QCoreApplication>
+#include <QNetworkAccessManager>
+#include <QPointer>
+#include <QThread>
+
+namespace NetworkAccess {
+
+QNetworkAccessManager *managerForCurrentThread()
+{
+    static thread_local QPointer<QNetworkAccessManager> manager;
+    if (manager)
+        return manager;
+    auto *created = new QNetworkAccessManager;
+    const QCoreApplication *application = QCoreApplication::instance();
+    if (application && application->thread() == QThread::currentThread()) {
+        created->setParent(QCoreApplication::instance());
+    } else {
+        // Deferred deletions still run as a thread ends, after its event loop has stopped.
+        QObject::connect(QThread::currentThread(), &QThread::finished, created, &QObject::deleteLater,
+                         Qt::DirectConnection);
+    }
+    manager = created;
+    return manager;
+}
+
+} // namespace NetworkAccess
