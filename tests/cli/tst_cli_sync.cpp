@@ -43,7 +43,7 @@ void CliSyncTest::init()
 {
     m_home.emplace();
     m_tree.emplace();
-    for (const QString &bundle : {"Alpha.tvr", "Beta.tvr"})
+    for (const char *bundle : {"Alpha.tvr", "Beta.tvr"})
         QVERIFY(!PluginTree::install(bundle, m_tree->userFolder()).isEmpty());
     m_iPod = IPodFixture::createWithFamily(m_home->path() + "/Pocket", 6, "SER1");
 }
@@ -90,7 +90,7 @@ void CliSyncTest::printsOneLinePerChangeWithoutATerminal()
                  .match(lines.last())
                  .hasMatch(),
              qPrintable(lines.last()));
-    QVERIFY(QFileInfo::exists(m_iPod + "/Notes/Alpha/Step 2"));
+    QVERIFY(QFileInfo::exists(m_iPod + "/Notes/Alpha/Step 2.txt"));
     QCOMPARE(SyncLogFile::readEntries()->size(), 1);
 }
 

@@ -354,6 +354,10 @@ bool TVRiPod::writeNoteToiPod(const QString &text, const QString &name, const QS
                             .arg(name)
                             .arg(kMaximumFileNameBytes));
 
+    // An iPod unplugged mid-sync leaves its mount point behind, or nothing: folders built from there
+    // would fill the computer's own disk instead.
+    if (!m_iPodPath.isEmpty() && !TVRiPodManager::isiPodAtPath(m_iPodPath))
+        return failWith(QStringLiteral("The iPod is no longer at %1.").arg(m_iPodPath));
     // Notes stay below the notes folder, whatever folder a plug-in asks for.
     if (localPath.split(QLatin1Char('/')).contains(QStringLiteral("..")))
         return failWith(QStringLiteral("The folder \"%1\" is outside the notes folder.").arg(localPath));

@@ -42,12 +42,15 @@ constexpr int kNotesLimit = 1000;
 constexpr int kPrepareDelayMs = 100;
 constexpr int kEjectDelayMs = 2000;
 
-// The note writer puts a name onto the volume with the characters FAT refuses replaced; removing a
-// note must find it under either spelling.
+// The note writer puts a name onto the volume with the characters FAT refuses replaced and ".txt"
+// added; removing a special note must find it under every spelling.
 QStringList spellingsOnVolume(const QString &name)
 {
     const QString corrected = NSStringXtra::correctFilename(name);
-    return corrected == name ? QStringList{name} : QStringList{name, corrected};
+    QStringList names{name, name + QStringLiteral(".txt")};
+    if (corrected != name)
+        names += QStringList{corrected, corrected + QStringLiteral(".txt")};
+    return names;
 }
 
 } // namespace
