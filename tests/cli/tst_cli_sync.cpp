@@ -1,4 +1,5 @@
 #include "CliRun.h"
+#include "FatVolume.h"
 #include "IPodFixture.h"
 #include "PluginTree.h"
 #include "TemporaryHome.h"
@@ -21,6 +22,8 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
+    void textFilesOntoAnIPod_data();
+    void textFilesOntoAnIPod();
     void printsOneLinePerChangeWithoutATerminal();
     void redrawsInPlaceOnATerminal();
     void exitStatus_data();
@@ -74,6 +77,37 @@ void CliSyncTest::startSync(QProcess &process, const QStringList &arguments, con
             return seen.contains(line.toUtf8());
         },
         20000));
+}
+
+void CliSyncTest::textFilesOntoAnIPod_data()
+{
+    QTest::addColumn<bool>("fat32");
+    QTest::newRow("folder") << false;
+    QTest::newRow("FAT32 volume") << true;
+}
+
+// The bundled plug-in, through the real program, the way the README tells a user to set it up.
+void CliSyncTest::textFilesOntoAnIPod()
+{
+    QFETCH(bool, fat32);
+    std::optional<FatVolume> volume;
+    QString iPod = m_iPod;
+    if (fat32) {
+        volume.emplace("IPOD");
+        if (!volume->isMounted())
+            QSKIP(qPrintable(volume->skipReason()));
+        iPod = IPodFixture::createWithFamily(volume->mountPoint(), 6, "SER9");
+    }
+    const QString texts = m_home->path() + "/texts";
+    IPodFixture::writeFile(texts, "Shopping.txt", "Milk\nBread\n");
+    IPodFixture::writeFile(texts, "Travel/Packing list.md", "Passport: yes\n");
+    QCOMPARE(CliRun::run({"prefs", "Text Files", "write", "folder", texts}).exitCode, 0);
+
+    const CliRun run = CliRun::run({"sync", "--ipod", iPod, "--quick", "Text Files"});
+    QCOMPARE(run.exitCode, 0);
+    QVERIFY2(run.out.contains("1 plug-in run (Text Files), 0 errors, 2 notes on the iPod."), qPrintable(run.out));
+    QVERIFY(IPodFixture::readFile(iPod + "/Notes/Shopping.txt").contains("Milk"));
+    QVERIFY(IPodFixture::readFile(iPod + "/Notes/Travel/Packing list.txt").contains("Passport: yes"));
 }
 
 void CliSyncTest::printsOneLinePerChangeWithoutATerminal()

@@ -1,6 +1,7 @@
 #include "IPodFixture.h"
 #include "PluginTree.h"
 #include "TemporaryHome.h"
+#include "TestHttpServer.h"
 
 #include "core/DistributedNotificationCenter.h"
 #include "core/Paths.h"
@@ -91,6 +92,7 @@ private Q_SLOTS:
     void choosesPluginsByType();
     void checksTheInternetOnlyWhenAsked_data();
     void checksTheInternetOnlyWhenAsked();
+    void downloadsForPlugins();
     void cancelStopsAfterTheRunningPlugin_data();
     void cancelStopsAfterTheRunningPlugin();
     void missingPluginIsLoggedAndSkipped();
@@ -288,6 +290,34 @@ void SyncerTest::checksTheInternetOnlyWhenAsked()
     QCOMPARE(syncer.pluginsRun(), QStringList({"Alpha", "Beta"}));
     QVERIFY2(logText(syncer).contains("Beta\rInternet: " + answer.section(' ', 1)), qPrintable(logText(syncer)));
     QCOMPARE(m_display.upper.history.contains("Checking internet connection..."), needsInternet);
+}
+
+void SyncerTest::downloadsForPlugins()
+{
+    TestHttpServer server;
+    QVERIFY(server.isListening());
+    server.serve("/news.txt", "Today's news");
+    server.serve("/japanese.txt", TestHttpServer::eucJpBody(), "text/plain");
+    // One integer second: the shortest watchdog there is.
+    m_home->writeApplicationPreferences({{"DownloadTimeout", 1}});
+    const QString dead = "http://127.0.0.1:1/gone.txt";
+    setPrefs("Alpha", {{"urls", QStringList{server.url("/redirect/2/news.txt").toString(), dead,
+                                            server.url("/stall/10").toString(), "notascheme:/x",
+                                            server.url("/japanese.txt").toString()}}});
+    TVRSyncer syncer(plugins(), &m_display);
+    QVERIFY(runSync(syncer, TVRSyncer::ListSync, {"Alpha"}));
+
+    const QString text = logText(syncer);
+    // Every request was answered, in order; the failures are named and the plug-in still heard back.
+    QVERIFY2(text.contains("Download failed: " + dead + "\rNo body from " + dead), qPrintable(text));
+    QVERIFY(text.contains("Download timed out\r"));
+    QVERIFY(text.contains("Download failed: notascheme:/x\rNo body from notascheme:/x"));
+    QCOMPARE(syncer.logManager()->errorCount(), 3);
+    QVERIFY(IPodFixture::readFile(m_iPod->notesFolder() + "/Alpha/news.txt.txt").contains("Today's news"));
+    QVERIFY(IPodFixture::readFile(m_iPod->notesFolder() + "/Alpha/japanese.txt.txt")
+                .contains(TestHttpServer::eucJpText().toUtf8()));
+    // The redirect's hops were followed and the final URL kept.
+    QCOMPARE(server.requestCount("/news.txt"), 1);
 }
 
 void SyncerTest::cancelStopsAfterTheRunningPlugin_data()
