@@ -109,7 +109,8 @@ void SyncRun::printErrors() const
     for (const AttributedString::Run &run : log->logAttributedString().runs()) {
         if (run.attributes != log->styles().error)
             continue;
-        const QStringList lines = log->logAttributedString().string().mid(run.start, run.length).split(QLatin1Char('\r'));
+        const QStringList lines =
+            log->logAttributedString().string().mid(run.start, run.length).split(QLatin1Char('\r'));
         for (const QString &line : lines) {
             if (!line.trimmed().isEmpty())
                 errors.append(QStringLiteral("  ") + line.trimmed());
@@ -127,11 +128,12 @@ void SyncRun::printSummary() const
     const QStringList run = m_syncer.pluginsRun();
     const QString plugins = counted(run.size(), QStringLiteral("plug-in run"), QStringLiteral("plug-ins run")) +
                             (run.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(run.join(QStringLiteral(", "))));
-    m_console.print(QStringLiteral("Sync to \"%1\" %2 %3 seconds: %4, %5, %6 on the iPod.")
-                        .arg(m_syncer.iPod()->name(), m_cancelled ? QStringLiteral("cancelled after")
-                                                                  : QStringLiteral("complete in"))
-                        .arg(m_syncer.lastSyncSeconds(), 0, 'f', 2)
-                        .arg(plugins, counted(m_syncer.logManager()->errorCount(), QStringLiteral("error"),
-                                              QStringLiteral("errors")),
-                             counted(m_syncer.iPod()->numberOfNotes(), QStringLiteral("note"), QStringLiteral("notes"))));
+    m_console.print(
+        QStringLiteral("Sync to \"%1\" %2 %3 seconds: %4, %5, %6 on the iPod.")
+            .arg(m_syncer.iPod()->name(),
+                 m_cancelled ? QStringLiteral("cancelled after") : QStringLiteral("complete in"))
+            .arg(m_syncer.lastSyncSeconds(), 0, 'f', 2)
+            .arg(plugins,
+                 counted(m_syncer.logManager()->errorCount(), QStringLiteral("error"), QStringLiteral("errors")),
+                 counted(m_syncer.iPod()->numberOfNotes(), QStringLiteral("note"), QStringLiteral("notes"))));
 }

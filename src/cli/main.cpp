@@ -10,8 +10,8 @@
 #include "commands/LogCommand.h"
 #include "commands/NoteWriteCommand.h"
 #include "commands/PluginsCommand.h"
-#include "commands/SyncCommand.h"
 #include "commands/PrefsCommand.h"
+#include "commands/SyncCommand.h"
 
 #include "ipod/SysInfoError.h"
 

@@ -133,7 +133,8 @@ void CliSyncTest::redrawsInPlaceOnATerminal()
     if (QStandardPaths::findExecutable("script").isEmpty())
         QSKIP("script(1) is needed to give the program a terminal");
     setPrefs("Alpha", {{"steps", 3}, {"stepDelayMs", 60}});
-    const QString command = QString("'%1' sync --ipod '%2' --quick Alpha").arg(qEnvironmentVariable("TIVARO_CLI"), m_iPod);
+    const QString command =
+        QString("'%1' sync --ipod '%2' --quick Alpha").arg(qEnvironmentVariable("TIVARO_CLI"), m_iPod);
     const CliRun run = CliRun::run({"-qec", command, "/dev/null"}, {}, QStandardPaths::findExecutable("script"));
     QCOMPARE(run.exitCode, 0);
     // Three lines drawn, then climbed back over and drawn again.

@@ -219,8 +219,8 @@ void SyncerTest::choosesPluginsByType_data()
     const QVariantMap allButBeta{{"syncAllButSelected", true},
                                  {"tools", QVariantList{QVariantMap{{"tool", "Beta"}, {"sync", true}}}}};
     const QStringList all{"Alpha", "Beta", "Gamma"};
-    QTest::newRow("normal, only selected") << 0 << QStringList() << QVariantMap{{"prefsNormalSync", onlyBeta}}
-                                           << QStringList{"Beta"} << true;
+    QTest::newRow("normal, only selected")
+        << 0 << QStringList() << QVariantMap{{"prefsNormalSync", onlyBeta}} << QStringList{"Beta"} << true;
     QTest::newRow("connect, all but selected")
         << 1 << QStringList() << QVariantMap{{"prefsNormalSync", onlyBeta}, {"prefsiPodConnect", allButBeta}}
         << QStringList{"Alpha", "Gamma"} << false;
@@ -270,10 +270,9 @@ void SyncerTest::checksTheInternetOnlyWhenAsked_data()
     QTest::addColumn<QString>("answer");
     QTest::newRow("not needed") << false << QStringList{"localhost", "localhost"} << "Internet: no";
     QTest::newRow("reachable") << true << QStringList{"localhost", "localhost"} << "Internet: yes";
-    QTest::newRow("second host reachable") << true << QStringList{"no-such-host.invalid", "localhost"}
-                                           << "Internet: yes";
-    QTest::newRow("unreachable") << true << QStringList{"no-such-host.invalid", "nor-this.invalid"}
-                                 << "Internet: no";
+    QTest::newRow("second host reachable")
+        << true << QStringList{"no-such-host.invalid", "localhost"} << "Internet: yes";
+    QTest::newRow("unreachable") << true << QStringList{"no-such-host.invalid", "nor-this.invalid"} << "Internet: no";
 }
 
 void SyncerTest::checksTheInternetOnlyWhenAsked()
@@ -423,10 +422,14 @@ void SyncerTest::lastSyncInfo_data()
     QTest::addColumn<bool>("wanted");
     QTest::addColumn<QString>("written");
     QTest::addColumn<QString>("absent");
-    QTest::newRow("notes, wanted") << 6 << true << "Notes/-- Last Sync Info --.txt" << "Contacts/TVR-LastSync.vcf";
-    QTest::newRow("notes, not wanted") << 6 << false << "" << "Notes/-- Last Sync Info --.txt";
-    QTest::newRow("contacts, wanted") << 1 << true << "Contacts/TVR-LastSync.vcf" << "Notes/-- Last Sync Info --.txt";
-    QTest::newRow("contacts, not wanted") << 1 << false << "" << "Contacts/TVR-LastSync.vcf";
+    QTest::newRow("notes, wanted") << 6 << true << "Notes/-- Last Sync Info --.txt"
+                                   << "Contacts/TVR-LastSync.vcf";
+    QTest::newRow("notes, not wanted") << 6 << false << ""
+                                       << "Notes/-- Last Sync Info --.txt";
+    QTest::newRow("contacts, wanted") << 1 << true << "Contacts/TVR-LastSync.vcf"
+                                      << "Notes/-- Last Sync Info --.txt";
+    QTest::newRow("contacts, not wanted") << 1 << false << ""
+                                          << "Contacts/TVR-LastSync.vcf";
 }
 
 void SyncerTest::lastSyncInfo()
@@ -494,8 +497,8 @@ void SyncerTest::corruptSyncLogIsKeptAside()
     QVERIFY(logText(syncer).contains("The sync log file could not be read"));
     QVERIFY(syncer.logFileError().isEmpty());
     QCOMPARE(SyncLogFile::readEntries()->size(), 1);
-    const QStringList aside = QDir(QFileInfo(SyncLogFile::path()).absolutePath())
-                                  .entryList({"SyncLog.plist.corrupt-*"}, QDir::Files);
+    const QStringList aside =
+        QDir(QFileInfo(SyncLogFile::path()).absolutePath()).entryList({"SyncLog.plist.corrupt-*"}, QDir::Files);
     QCOMPARE(aside.size(), 1);
 }
 

@@ -54,7 +54,8 @@ bool IPodSyncLock::tryLock(QString *error)
                      .arg(m_iPodName)
                      .arg(pid);
     else if (m_lock->error() == QLockFile::LockFailedError)
-        *error = QStringLiteral("Another sync to \"%1\" is running. Wait for it to finish, or cancel it.").arg(m_iPodName);
+        *error =
+            QStringLiteral("Another sync to \"%1\" is running. Wait for it to finish, or cancel it.").arg(m_iPodName);
     else
         *error = QStringLiteral("Cannot take the sync lock %1.").arg(m_path);
     return false;

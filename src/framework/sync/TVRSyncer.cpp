@@ -62,21 +62,18 @@ TVRSyncer::TVRSyncer(const PluginMap &plugins, TVRSyncerDelegate *delegate, QObj
 {
     m_observers.emplace_back(TVRSyncUtils::completeNotification,
                              [this](const Notification &) { onMainThread([this] { pluginDidFinishSync(); }); });
-    m_observers.emplace_back(TVRSyncUtils::incrementProgressNotification, [this](const Notification &) {
-        onMainThread([this] { pluginDidIncrementProgress(); });
-    });
+    m_observers.emplace_back(TVRSyncUtils::incrementProgressNotification,
+                             [this](const Notification &) { onMainThread([this] { pluginDidIncrementProgress(); }); });
     m_observers.emplace_back(TVRSyncUtils::provideFeedbackNotification, [this](const Notification &notification) {
         onMainThread([this, userInfo = notification.userInfo] { pluginDidProvideSyncFeedback(userInfo); });
     });
     // Always queued, even from the main thread: the plug-in's request returns before the download starts.
     m_observers.emplace_back(TVRSyncUtils::downloadURLNotification, [this](const Notification &notification) {
         QMetaObject::invokeMethod(
-            this, [this, userInfo = notification.userInfo] { startSyncUtilsDownload(userInfo); },
-            Qt::QueuedConnection);
+            this, [this, userInfo = notification.userInfo] { startSyncUtilsDownload(userInfo); }, Qt::QueuedConnection);
     });
-    m_observers.emplace_back(TVRSyncUtils::cancelDownloadNotification, [this](const Notification &) {
-        onMainThread([this] { cancelSyncUtilsDownload(); });
-    });
+    m_observers.emplace_back(TVRSyncUtils::cancelDownloadNotification,
+                             [this](const Notification &) { onMainThread([this] { cancelSyncUtilsDownload(); }); });
 }
 
 TVRSyncer::~TVRSyncer()
@@ -252,8 +249,8 @@ void TVRSyncer::detectedInternetConnection(TVRNetwork *network)
 
 void TVRSyncer::makeSyncInfo(bool connectedToInternet)
 {
-    m_syncInfo = std::make_shared<TVRSyncInfo>(m_synciPod, std::make_shared<TVRSyncPrefs>(), m_logManager,
-                                               connectedToInternet);
+    m_syncInfo =
+        std::make_shared<TVRSyncInfo>(m_synciPod, std::make_shared<TVRSyncPrefs>(), m_logManager, connectedToInternet);
 }
 
 void TVRSyncer::doSync()

@@ -31,7 +31,9 @@ class TVRiPod;
 //
 // Lives on the main thread. Plug-ins report through TVRSyncUtils; reports posted from other
 // threads are carried over to the main thread. One syncer may run any number of syncs in turn.
-class TVRSyncer : public QObject, public TVRDownloaderDelegate, public TVRDownloadFailureDelegate,
+class TVRSyncer : public QObject,
+                  public TVRDownloaderDelegate,
+                  public TVRDownloadFailureDelegate,
                   public TVRNetworkDelegate
 {
     Q_OBJECT

@@ -47,8 +47,8 @@ public:
         m_step = 0;
         m_cancelled = false;
         m_syncInfo->logManager()->appendLog(
-            QStringLiteral("Internet: %1").arg(m_syncInfo->connectedToInternet() ? QStringLiteral("yes")
-                                                                                  : QStringLiteral("no")));
+            QStringLiteral("Internet: %1")
+                .arg(m_syncInfo->connectedToInternet() ? QStringLiteral("yes") : QStringLiteral("no")));
         QTimer::singleShot(m_delayMs, this, &ScriptedPlugin::next);
     }
 
