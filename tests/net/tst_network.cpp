@@ -61,9 +61,6 @@ private Q_SLOTS:
         QCOMPARE(TVRNetwork::isConnected(result), callSucceeded && reachable);
     }
 
-    // A link that must first be brought up counts as no connection.
-    void connectionRequiredIsNotConnected() { QVERIFY(!TVRNetwork::isConnected({true, true, true})); }
-
     void twoHosts_data()
     {
         QTest::addColumn<QStringList>("hosts");
