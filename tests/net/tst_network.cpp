@@ -113,6 +113,9 @@ private Q_SLOTS:
             TVRNetwork network;
             network.detectInternetConnectionWithDelegate(&listener);
             loop.exec();
+            // The worker's thread object is deleted through this thread's event queue once it has ended;
+            // stay until then, as a real starting thread does.
+            QTest::qWait(200);
         });
         starter->start();
         QVERIFY(starter->wait(10000));
