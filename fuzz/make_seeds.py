@@ -228,3 +228,15 @@ write("fuzz_synclog", "dictionary.plist", plistlib.dumps({"log": one}, fmt=plist
 write("fuzz_synclog", "archive", one)
 write("fuzz_synclog", "archive-later-format", archived_log(LOG_RTF, SYNC, 0, fmt=2))
 write("fuzz_synclog", "archive-truncated", one[:40])
+
+
+# --- Downloaded bodies: text in the encodings a download is decoded with, and what none reads ------
+
+write("fuzz_decode", "utf8", "<rss><title>Nachrichten für Köln – 日本</title></rss>\n")
+write("fuzz_decode", "utf8-bom", b"\xef\xbb\xbf<?xml version=\"1.0\"?>\n")
+write("fuzz_decode", "ascii", "<?xml version=\"1.0\" encoding=\"us-ascii\"?><feed/>\n")
+write("fuzz_decode", "euc-jp", "<title>日本語のテキスト、ニュース</title>\n".encode("euc_jp"))
+write("fuzz_decode", "euc-jp-jisx0212", "丂".encode("euc_jp"))
+write("fuzz_decode", "latin1", "caf\u00e9 cr\u00e8me \u00ff".encode("latin-1"))
+write("fuzz_decode", "truncated-utf8", "日本".encode("utf-8")[:-1])
+write("fuzz_decode", "empty", b"")

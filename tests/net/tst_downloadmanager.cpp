@@ -190,6 +190,22 @@ private Q_SLOTS:
         QCOMPARE(first->data(), TestHttpServer::dripChunk().repeated(2));
     }
 
+    // An item whose URL cannot be loaded still ends, so the queue goes on.
+    void unloadableItemEnds()
+    {
+        Recorder delegate;
+        TVRDownloadManager manager(&delegate);
+        manager.setMaxDownloads(1);
+        auto list = items({"/file0"});
+        list->prepend(TVRDownloadItem::withURL(QUrl("gopher://127.0.0.1/feed")));
+        const auto unloadable = list->first();
+        manager.setDownloadItems(list);
+        manager.startDownload();
+        QTRY_COMPARE(delegate.finished, 2);
+        QCOMPARE(delegate.events.first(), "+/feed");
+        QVERIFY(!unloadable->downloader());
+    }
+
     void managerDeletedByItsDelegate()
     {
         Recorder delegate;
