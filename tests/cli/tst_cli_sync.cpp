@@ -5,7 +5,6 @@
 #include "TemporaryHome.h"
 
 #include "core/Paths.h"
-#include "core/PropertyList.h"
 #include "sync/SyncLogFile.h"
 
 #include <QProcess>
@@ -59,10 +58,7 @@ void CliSyncTest::cleanup()
 
 void CliSyncTest::setPrefs(const QString &plugin, const QVariantMap &values) const
 {
-    const QString file =
-        Paths::applicationSupportFolder() + "/Preferences/org.tivaro.test." + plugin.toLower() + ".plist";
-    QVERIFY(QDir().mkpath(QFileInfo(file).absolutePath()));
-    QVERIFY(PropertyList::writeFile(file, values));
+    m_home->writePluginPreferences("org.tivaro.test." + plugin.toLower(), values);
 }
 
 void CliSyncTest::startSync(QProcess &process, const QStringList &arguments, const QString &line)

@@ -43,3 +43,11 @@ void TemporaryHome::writeApplicationPreferences(const QVariantMap &values) const
     QDir().mkpath(QFileInfo(file).absolutePath());
     PropertyList::writeFile(file, values);
 }
+
+void TemporaryHome::writePluginPreferences(const QString &identifier, const QVariantMap &values) const
+{
+    const QString file = Paths::applicationSupportFolder() + QStringLiteral("/Preferences/") + identifier +
+                         QStringLiteral(".plist");
+    QDir().mkpath(QFileInfo(file).absolutePath());
+    PropertyList::writeFile(file, values);
+}

@@ -19,6 +19,8 @@ public:
     QString path() const { return m_folder.path(); }
     // Writes the application's preferences file with these values (replacing it).
     void writeApplicationPreferences(const QVariantMap &values) const;
+    // Writes the preferences file of the plug-in whose bundle identifier is `identifier` (replacing it).
+    void writePluginPreferences(const QString &identifier, const QVariantMap &values) const;
 
 private:
     QTemporaryDir m_folder;

@@ -4,8 +4,6 @@
 #include "TestHttpServer.h"
 
 #include "core/DistributedNotificationCenter.h"
-#include "core/Paths.h"
-#include "core/PropertyList.h"
 #include "ipod/TVRiPod.h"
 #include "net/TVRNetwork.h"
 #include "plugins/PluginManager.h"
@@ -142,10 +140,7 @@ void SyncerTest::cleanup()
 
 void SyncerTest::setPrefs(const QString &plugin, const QVariantMap &values) const
 {
-    const QString file =
-        Paths::applicationSupportFolder() + "/Preferences/org.tivaro.test." + plugin.toLower() + ".plist";
-    QVERIFY(QDir().mkpath(QFileInfo(file).absolutePath()));
-    QVERIFY(PropertyList::writeFile(file, values));
+    m_home->writePluginPreferences("org.tivaro.test." + plugin.toLower(), values);
 }
 
 TVRSyncer::PluginMap SyncerTest::plugins()
