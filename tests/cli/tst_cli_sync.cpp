@@ -4,7 +4,6 @@
 #include "PluginTree.h"
 #include "TemporaryHome.h"
 
-#include "core/Paths.h"
 #include "sync/SyncLogFile.h"
 
 #include <QProcess>
