@@ -2,6 +2,7 @@
 
 #include "core/Logging.h"
 
+#include <QCoreApplication>
 #include <QMetaObject>
 #include <QThread>
 
@@ -31,8 +32,11 @@ void ThreadWorker::markAsCancelled()
 
 void ThreadWorker::start()
 {
-    // The thread holds the worker until it has finished, and deletes itself afterwards.
+    // The thread holds the worker until it has finished, and deletes itself afterwards. The main
+    // thread does the deleting: the starting thread may have ended by then and would never get to it.
     QThread *thread = QThread::create([self = shared_from_this()] { self->runPrimaryTask(); });
+    if (QCoreApplication *application = QCoreApplication::instance())
+        thread->moveToThread(application->thread());
     QObject::connect(thread, &QThread::finished, thread, &QObject::deleteLater);
     thread->start();
 }
