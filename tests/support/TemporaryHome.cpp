@@ -46,8 +46,8 @@ void TemporaryHome::writeApplicationPreferences(const QVariantMap &values) const
 
 void TemporaryHome::writePluginPreferences(const QString &identifier, const QVariantMap &values) const
 {
-    const QString file = Paths::applicationSupportFolder() + QStringLiteral("/Preferences/") + identifier +
-                         QStringLiteral(".plist");
+    const QString file =
+        Paths::applicationSupportFolder() + QStringLiteral("/Preferences/") + identifier + QStringLiteral(".plist");
     QDir().mkpath(QFileInfo(file).absolutePath());
     PropertyList::writeFile(file, values);
 }
