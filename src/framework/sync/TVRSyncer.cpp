@@ -25,6 +25,7 @@
 #include <QDir>
 #include <QFile>
 #include <QLocale>
+#include <QScopedValueRollback>
 #include <QThread>
 #include <QTimer>
 
@@ -284,13 +285,12 @@ void TVRSyncer::syncNextPlugin()
         if (m_pluginProgress)
             m_pluginProgress->incrementBy(1.0);
     }
-    // Held here: a plug-in that reports completion from inside sync() may see the whole sync end
-    // before its sync() returns.
     const std::shared_ptr<TVRPlugin> plugin = m_currentPlugin;
     const std::shared_ptr<TVRSyncInfo> syncInfo = m_syncInfo;
     m_logManager->appendToolHeading(plugin->name());
     setPluginStatusText(QStringLiteral("Syncing %1").arg(plugin->name()));
     m_pluginsRun.append(plugin->name());
+    const QScopedValueRollback<bool> inside(m_insidePluginSync, true);
     try {
         plugin->sync(syncInfo.get());
     } catch (const std::exception &error) {
@@ -306,7 +306,12 @@ void TVRSyncer::pluginDidFinishSync()
         return;
     if (m_pluginProgress)
         m_pluginProgress->incrementBy(1.0);
-    syncNextPlugin();
+    // A plug-in that completes from inside its own sync() gets the next one started after it has
+    // returned: nothing runs under its feet, and a thousand such plug-ins do not nest on the stack.
+    if (m_insidePluginSync)
+        QMetaObject::invokeMethod(this, &TVRSyncer::syncNextPlugin, Qt::QueuedConnection);
+    else
+        syncNextPlugin();
 }
 
 void TVRSyncer::pluginDidIncrementProgress()

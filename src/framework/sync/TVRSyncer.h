@@ -175,4 +175,6 @@ private:
     // From performSync() to the end of finishSync(): unlike m_isSyncing, still true after a cancel
     // while the running plug-in has not yet reported completion.
     bool m_running = false;
+    // True while a plug-in's sync() runs.
+    bool m_insidePluginSync = false;
 };
