@@ -91,12 +91,18 @@ void TVRSyncer::onMainThread(std::function<void()> step)
         QMetaObject::invokeMethod(this, std::move(step), Qt::QueuedConnection);
 }
 
+bool TVRSyncer::refusedWhileRunning()
+{
+    if (m_running)
+        m_lastError = QStringLiteral("A sync is already running.");
+    return m_running;
+}
+
 bool TVRSyncer::sync(qint32 type, const QStringList &pluginsToSync, const std::shared_ptr<TVRiPod> &iPod)
 {
-    if (m_running) {
-        m_lastError = QStringLiteral("A sync is already running.");
+    // Checked first: the iPod and the choice of a running sync are not to be replaced.
+    if (refusedWhileRunning())
         return false;
-    }
     setiPod(iPod);
     setPluginsToSync(pluginsToSync);
     return performSync(type);
@@ -104,10 +110,8 @@ bool TVRSyncer::sync(qint32 type, const QStringList &pluginsToSync, const std::s
 
 bool TVRSyncer::quickSync(const QString &pluginName)
 {
-    if (m_running) {
-        m_lastError = QStringLiteral("A sync is already running.");
+    if (refusedWhileRunning())
         return false;
-    }
     setPluginsToSync({pluginName});
     return performSync(QuickSync);
 }
@@ -115,10 +119,8 @@ bool TVRSyncer::quickSync(const QString &pluginName)
 bool TVRSyncer::performSync(qint32 type)
 {
     m_lastError.clear();
-    if (m_running) {
-        m_lastError = QStringLiteral("A sync is already running.");
+    if (refusedWhileRunning())
         return false;
-    }
     if (!m_synciPod) {
         m_lastError = QStringLiteral("There is no iPod to sync.");
         return false;

@@ -112,6 +112,8 @@ private:
         QStringList errors;
     };
 
+    // True, with lastError() set, while a sync (or the end of a cancelled one) is under way.
+    bool refusedWhileRunning();
     void chooseFromPreference(const QString &key, bool takeEject);
     void startPrepareSync();
     // Runs on a worker thread, on copies, so that nothing it reads changes under it.
