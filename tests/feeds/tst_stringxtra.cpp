@@ -2,6 +2,8 @@
 
 #include <QTest>
 
+#include <stdexcept>
+
 class TestStringXtra : public QObject
 {
     Q_OBJECT
@@ -105,6 +107,226 @@ private Q_SLOTS:
         QFETCH(QString, text);
         QFETCH(QString, expected);
         QCOMPARE(NSStringXtra::trimWhiteSpace(text), expected);
+    }
+    void replace_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("target");
+        QTest::addColumn<QString>("replacement");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("repeated until gone") << "a    b"
+                                             << "  "
+                                             << " "
+                                             << "a b";
+        QTest::newRow("case-sensitive") << "Ab ab"
+                                        << "ab"
+                                        << "x"
+                                        << "Ab x";
+        QTest::newRow("empty target changes nothing") << "abc"
+                                                      << ""
+                                                      << "x"
+                                                      << "abc";
+        QTest::newRow("new occurrence from a pass") << "aabb"
+                                                    << "ab"
+                                                    << ""
+                                                    << "";
+    }
+    void replace()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, target);
+        QFETCH(QString, replacement);
+        QFETCH(QString, expected);
+        QCOMPARE(NSStringXtra::replace(text, target, replacement), expected);
+    }
+
+    void removeExtraLines_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("CRLF pairs become one empty line") << "a\r\n\r\nb"
+                                                          << "a\r\rb";
+        QTest::newRow("LF only") << "a\nb\n\n\n\nc"
+                                 << "a\rb\r\rc";
+        QTest::newRow("leading spaces on lines") << "a\r   b"
+                                                 << "a\rb";
+        QTest::newRow("five breaks") << "a\r\r\r\r\rb"
+                                     << "a\r\rb";
+    }
+    void removeExtraLines()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, expected);
+        QCOMPARE(NSStringXtra::removeExtraLines(text), expected);
+    }
+
+    void removeWhiteSpace_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("useDefault");
+        QTest::addColumn<QStringList>("strings");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("default joins lines") << "a\r\nb\tc   d" << true << QStringList() << "abc d";
+        QTest::newRow("tabs only") << "a\tb\r  c" << false << QStringList{"\t"} << "ab\r c";
+        QTest::newRow("empty list collapses spaces") << "a \t  b" << false << QStringList() << "a \t b";
+    }
+    void removeWhiteSpace()
+    {
+        QFETCH(QString, text);
+        QFETCH(bool, useDefault);
+        QFETCH(QStringList, strings);
+        QFETCH(QString, expected);
+        const std::optional<QStringList> list = useDefault ? std::nullopt : std::optional(strings);
+        QCOMPARE(NSStringXtra::removeWhiteSpace(text, list), expected);
+    }
+
+    void predicates()
+    {
+        QVERIFY(NSStringXtra::stringIsEmpty(QString()));
+        QVERIFY(NSStringXtra::stringIsEmpty(""));
+        QVERIFY(NSStringXtra::stringIsEmpty(" \r\n\t"));
+        QVERIFY(!NSStringXtra::stringIsEmpty(" x "));
+        QVERIFY(NSStringXtra::containsString("<body>", "BODY"));
+        QVERIFY(!NSStringXtra::containsString("<bod>", "body"));
+    }
+
+    void words_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("n");
+        QTest::addColumn<QString>("ellipsized");
+        QTest::addColumn<QString>("upTo");
+        QTest::newRow("hard cut") << "Hello world" << 10 << "Hello world"
+                                  << "Hello worl";
+        QTest::newRow("words fill the limit") << "Hello world foo" << 10 << "Hello world foo"
+                                              << "Hello foo";
+        QTest::newRow("short text kept") << "a b c" << 2 << "a b"
+                                         << "a";
+        // The fit is checked on the trimmed text, so the empty word's space slips through.
+        QTest::newRow("empty pieces count as words") << "a  b c" << 3 << "a  b"
+                                                     << "a  b";
+        QTest::newRow("zero") << "one two" << 0 << ""
+                              << "";
+    }
+    void words()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, n);
+        QFETCH(QString, ellipsized);
+        QFETCH(QString, upTo);
+        QCOMPARE(NSStringXtra::ellipsizeAfterNWords(text, n), ellipsized);
+        QCOMPARE(NSStringXtra::wordsUpTo(text, n), upTo);
+    }
+
+    void smallTransforms_data()
+    {
+        QTest::addColumn<QString>("operation");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("stripSlashes") << "stripSlashes"
+                                      << "It\\'s \\ ok\\'"
+                                      << "It's \\ ok'";
+        QTest::newRow("reverse") << "reverse"
+                                 << "abc"
+                                 << "cba";
+        QTest::newRow("cdata removed") << "cdata"
+                                       << "<![CDATA[x]]> y"
+                                       << "x y";
+        QTest::newRow("cdata needs both") << "cdata"
+                                          << "<![CDATA[x"
+                                          << "<![CDATA[x";
+        QTest::newRow("cdata found ignoring case") << "cdata"
+                                                   << "<![cdata[x]]><![CDATA["
+                                                   << "<![cdata[x";
+        QTest::newRow("URLSafe feed") << "URLSafe"
+                                      << "feed://host/a b"
+                                      << "http://host/a%20b";
+        QTest::newRow("URLSafe keeps reserved and escapes") << "URLSafe"
+                                                            << "http://h/?q=a&b=%41#f"
+                                                            << "http://h/?q=a&b=%41#f";
+        QTest::newRow("URLSafe escapes UTF-8")
+            << "URLSafe" << QStringLiteral("caf\u00e9 \"x\"") << "caf%C3%A9%20%22x%22";
+        QTest::newRow("ROT13") << "ROT13"
+                               << "Hello, World! nz"
+                               << "Uryyb, Jbeyq! am";
+        QTest::newRow("ROT13 keeps the low byte") << "ROT13" << QStringLiteral("\u0141") << "N";
+    }
+    void smallTransforms()
+    {
+        QFETCH(QString, operation);
+        QFETCH(QString, text);
+        QFETCH(QString, expected);
+        QString actual;
+        if (operation == "stripSlashes")
+            actual = NSStringXtra::stripSlashes(text);
+        else if (operation == "reverse")
+            actual = NSStringXtra::reverseString(text);
+        else if (operation == "cdata")
+            actual = NSStringXtra::removeCdataStuff(text);
+        else if (operation == "URLSafe")
+            actual = NSStringXtra::URLSafe(text);
+        else
+            actual = NSStringXtra::stringByEncryptingWithROT13(text);
+        QCOMPARE(actual, expected);
+    }
+
+    void pathComponents_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<int>("n");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("one") << "/a/b/c" << 1 << "/a/b";
+        QTest::newRow("two") << "/a/b/c" << 2 << "/a";
+        QTest::newRow("down to root") << "/a/b" << 5 << "/";
+        QTest::newRow("trailing slash") << "a/b/" << 1 << "a";
+        QTest::newRow("relative to nothing") << "a" << 1 << "";
+        QTest::newRow("zero") << "/a/b" << 0 << "/a/b";
+    }
+    void pathComponents()
+    {
+        QFETCH(QString, path);
+        QFETCH(int, n);
+        QFETCH(QString, expected);
+        QCOMPARE(NSStringXtra::removeNumberOfPathComponents(path, n), expected);
+    }
+
+    void formatSeconds_data()
+    {
+        QTest::addColumn<quint64>("seconds");
+        QTest::addColumn<bool>("withWords");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("hours") << quint64(3725) << false << "1:02:05";
+        QTest::newRow("hours in words") << quint64(3725) << true << "1.0 hours";
+        QTest::newRow("seconds in words") << quint64(59) << true << "59 seconds";
+        QTest::newRow("seconds") << quint64(7) << false << "0:07";
+        QTest::newRow("minutes") << quint64(125) << false << "2:05";
+        QTest::newRow("minutes in words") << quint64(90) << true << "1.5 minutes";
+        QTest::newRow("days in words") << quint64(129600) << true << "1.5 days";
+        QTest::newRow("hours not capped") << quint64(90061) << false << "25:01:01";
+    }
+    void formatSeconds()
+    {
+        QFETCH(quint64, seconds);
+        QFETCH(bool, withWords);
+        QFETCH(QString, expected);
+        QCOMPARE(NSStringXtra::formatSeconds(seconds, withWords), expected);
+    }
+
+    void formatBytes_data()
+    {
+        QTest::addColumn<quint64>("bytes");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("below 1024 is 0 B") << quint64(500) << "0 B";
+        QTest::newRow("1023") << quint64(1023) << "0 B";
+        QTest::newRow("KB rounds") << quint64(1536) << "2 KB";
+        QTest::newRow("MB") << quint64(1572864) << "1.5 MB";
+        QTest::newRow("GB") << quint64(1073741824) << "1.0 GB";
+    }
+    void formatBytes()
+    {
+        QFETCH(quint64, bytes);
+        QFETCH(QString, expected);
+        QCOMPARE(NSStringXtra::formatBytes(bytes), expected);
     }
 };
 

@@ -1,11 +1,15 @@
 #include "NSStringXtra.h"
 
+#include "HTMLTextFilter.h"
+
 #include <libxml/HTMLparser.h>
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <climits>
 #include <cstdint>
+#include <stdexcept>
 #include <utility>
 
 namespace {
@@ -157,6 +161,59 @@ QString decodeNumericReferences(QString text)
     return text;
 }
 
+// The part of a page after its body tag, when the page has exactly one "<body" (or "<BODY").
+QString bodyContent(const QString &page)
+{
+    if (!page.contains(u"<body", Qt::CaseInsensitive))
+        return page;
+    QStringList pieces = page.split(QStringLiteral("<body"));
+    if (pieces.size() == 1)
+        pieces = page.split(QStringLiteral("<BODY"));
+    if (pieces.size() != 2)
+        return page;
+    QStringList rest = pieces[1].split(u'>');
+    if (rest.size() <= 1)
+        return pieces[1];
+    rest.removeFirst();
+    return rest.join(u'>');
+}
+
+// Line breaks for the block tags; the letters after "<" go so that stripping removes what is left.
+QString markLineBreaks(QString text)
+{
+    static const std::array<std::pair<QString, QString>, 10> kBreaks{{
+        {QStringLiteral("\n "), QStringLiteral("\r")},
+        {QStringLiteral("\r "), QStringLiteral("\r")},
+        {QStringLiteral("<tr>"), QStringLiteral("\r")},
+        {QStringLiteral("<p"), QStringLiteral("\r\r<")},
+        {QStringLiteral("<P"), QStringLiteral("\r\r<")},
+        {QStringLiteral("<hr>"), QStringLiteral("\r---------------\r")},
+        {QStringLiteral("<br"), QStringLiteral("\r<")},
+        {QStringLiteral("<BR"), QStringLiteral("\r<")},
+        {QStringLiteral("<dt"), QStringLiteral("<")},
+        {QStringLiteral("<dd"), QStringLiteral(" <")},
+    }};
+    for (const auto &[target, replacement] : kBreaks)
+        text = NSStringXtra::replace(text, target, replacement);
+    return text;
+}
+
+QString deleteLastPathComponent(const QString &path)
+{
+    QString trimmed = path;
+    while (trimmed.size() > 1 && trimmed.endsWith(u'/'))
+        trimmed.chop(1);
+    const qsizetype slash = trimmed.lastIndexOf(u'/');
+    if (slash < 0)
+        return QString();
+    if (slash == 0)
+        return QStringLiteral("/");
+    trimmed.truncate(slash);
+    while (trimmed.size() > 1 && trimmed.endsWith(u'/'))
+        trimmed.chop(1);
+    return trimmed;
+}
+
 } // namespace
 
 namespace NSStringXtra {
@@ -169,6 +226,192 @@ QString correctFilename(const QString &text)
             c = QLatin1Char('-');
     }
     return result;
+}
+
+QString makeHTMLReadable(const QString &text, const std::optional<QString> &startMarker)
+{
+    QString s = bodyContent(text);
+    s = removeWhiteSpace(s, QStringList{QStringLiteral("\t")});
+    s = markLineBreaks(removeExtraLines(s));
+    s = trimWhiteSpace(removeExtraLines(removeWhiteSpace(stripHTML(s), QStringList())));
+    if (startMarker && s.contains(*startMarker, Qt::CaseInsensitive)) {
+        const qsizetype start = s.indexOf(*startMarker);
+        if (start < 0)
+            throw std::out_of_range("start marker found only when case is ignored");
+        s = s.mid(start);
+    }
+    return s;
+}
+
+QString stripHTML(const QString &text)
+{
+    return HTMLTextFilter::stripHTML(text);
+}
+
+QString removeScriptTags(const QString &text)
+{
+    return HTMLTextFilter::removeScriptTags(text);
+}
+
+QString removeExtraLines(const QString &text)
+{
+    QString s = replace(text, QStringLiteral("\n"), QStringLiteral("\r"));
+    static const std::array<std::pair<QString, QString>, 4> kSteps{{
+        {QStringLiteral("\n"), QStringLiteral("\r")},
+        {QStringLiteral("\r "), QStringLiteral("\r")},
+        {QStringLiteral("\r\r\r\r"), QStringLiteral("\r\r")},
+        {QStringLiteral("\r\r\r"), QStringLiteral("\r\r")},
+    }};
+    for (const auto &[target, replacement] : kSteps)
+        s = replace(s, target, replacement);
+    return s;
+}
+
+QString removeWhiteSpace(const QString &text, const std::optional<QStringList> &strings)
+{
+    const QStringList deleted =
+        strings.value_or(QStringList{QStringLiteral("\r"), QStringLiteral("\n"), QStringLiteral("\t")});
+    QString s = text;
+    for (const QString &target : deleted)
+        s = replace(s, target, QString());
+    return replace(s, QStringLiteral("  "), QStringLiteral(" "));
+}
+
+bool stringIsEmpty(const QString &text)
+{
+    return trimWhiteSpace(text).isEmpty();
+}
+
+QString replace(const QString &text, const QString &target, const QString &replacement)
+{
+    return replaceRepeatedly(text, target, replacement);
+}
+
+bool containsString(const QString &text, const QString &other)
+{
+    return text.contains(other, Qt::CaseInsensitive);
+}
+
+QString ellipsizeAfterNWords(const QString &text, int n)
+{
+    const QStringList words = text.split(u' ');
+    return words.mid(0, std::max(n, 0)).join(u' ');
+}
+
+QString wordsUpTo(const QString &text, int n)
+{
+    if (text.size() <= n)
+        return text;
+    QString result;
+    for (const QString &word : correctFilename(text).split(u' ')) {
+        if (trimWhiteSpace(result).size() + 1 + word.size() <= n)
+            result += u' ' + word;
+    }
+    if (n > result.size())
+        result = text.left(std::max(n, 0));
+    return trimWhiteSpace(result);
+}
+
+QString stripSlashes(const QString &text)
+{
+    QString result = text;
+    return result.replace(QStringLiteral("\\'"), QStringLiteral("'"));
+}
+
+QString removeNumberOfPathComponents(const QString &text, int n)
+{
+    QString result = text;
+    for (int i = 0; i < n; ++i)
+        result = deleteLastPathComponent(result);
+    return result;
+}
+
+QString reverseString(const QString &text)
+{
+    QString result = text;
+    std::reverse(result.begin(), result.end());
+    return result;
+}
+
+QString removeCdataStuff(const QString &text)
+{
+    const QString open = QStringLiteral("<![CDATA[");
+    const QString close = QStringLiteral("]]>");
+    if (!text.contains(open, Qt::CaseInsensitive) || !text.contains(close, Qt::CaseInsensitive))
+        return text;
+    return replace(replace(text, open, QString()), close, QString());
+}
+
+QString URLSafe(const QString &text)
+{
+    // What CFURLCreateStringByAddingPercentEscapes leaves alone: the characters legal in a URL,
+    // reserved ones included, and "%" so that existing escapes survive.
+    static const QByteArray kKept = QByteArrayLiteral("!$&'()*+,-./:;=?@_~#%[]");
+    QByteArray escaped;
+    for (const char byte : text.toUtf8()) {
+        const auto c = uchar(byte);
+        if ((c < 0x80 && std::isalnum(c)) || kKept.contains(byte)) {
+            escaped += byte;
+        } else {
+            escaped += '%';
+            escaped += QByteArray::number(c, 16).toUpper().rightJustified(2, '0');
+        }
+    }
+    const QString result = QString::fromLatin1(escaped);
+    if (result.startsWith(u"feed://"))
+        return replace(result, QStringLiteral("feed://"), QStringLiteral("http://"));
+    return result;
+}
+
+char ROT13Character(char c)
+{
+    if ((c >= 'a' && c <= 'm') || (c >= 'A' && c <= 'M'))
+        return char(c + 13);
+    if ((c >= 'n' && c <= 'z') || (c >= 'N' && c <= 'Z'))
+        return char(c - 13);
+    return c;
+}
+
+QString stringByEncryptingWithROT13(const QString &text)
+{
+    QByteArray bytes;
+    bytes.reserve(text.size());
+    for (const QChar c : text)
+        bytes += ROT13Character(char(c.unicode() & 0xFF));
+    return QString::fromLatin1(bytes);
+}
+
+QString formatSeconds(uint64_t seconds, bool withWords)
+{
+    const float f = float(seconds);
+    const int s = int(int32_t(uint32_t(seconds)));
+    if (withWords) {
+        if (f < 60)
+            return QString::asprintf("%d seconds", s);
+        if (f < 3600)
+            return QString::asprintf("%.1f minutes", double(f / 60));
+        if (f < 86400)
+            return QString::asprintf("%.1f hours", double(f / 3600));
+        return QString::asprintf("%.1f days", double(f / 86400));
+    }
+    if (f < 60)
+        return QString::asprintf("0:%02d", s);
+    if (f < 3600)
+        return QString::asprintf("%d:%02d", s / 60, s % 60);
+    return QString::asprintf("%d:%02d:%02d", s / 3600, (s / 60) % 60, s % 60);
+}
+
+QString formatBytes(uint64_t bytes)
+{
+    const double b = double(bytes);
+    // The original handed the double to "%d", which printed 0 whatever the count.
+    if (b < 1024)
+        return QStringLiteral("0 B");
+    if (b < 1048576)
+        return QString::asprintf("%.f KB", b / 1024);
+    if (b < 1073741824)
+        return QString::asprintf("%.1f MB", b / 1024 / 1024);
+    return QString::asprintf("%.1f GB", b / 1024 / 1024 / 1024);
 }
 
 QString trimWhiteSpace(const QString &text)
