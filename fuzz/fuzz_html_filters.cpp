@@ -1,5 +1,6 @@
-// Web pages and feed text through the page-to-text filters: any bytes, read as UTF-8, come out as
-// text without an exception, and the readable form keeps its line rules.
+// Web pages through charset detection and the page-to-text filters: any bytes come out as text
+// without an exception, and the readable form keeps its line rules.
+#include "feeds/HTMLCharset.h"
 #include "feeds/NSStringXtra.h"
 
 #include <QString>
@@ -9,7 +10,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    const QString html = QString::fromUtf8(reinterpret_cast<const char *>(data), qsizetype(size));
+    const QString html = HTMLCharset::decodePage(QByteArray(reinterpret_cast<const char *>(data), qsizetype(size)));
     const QString stripped = NSStringXtra::stripHTML(html);
     if (!stripped.isValidUtf16() && html.isValidUtf16())
         __builtin_trap();

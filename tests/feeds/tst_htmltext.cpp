@@ -1,3 +1,4 @@
+#include "feeds/HTMLCharset.h"
 #include "feeds/HTMLTextFilter.h"
 #include "feeds/NSStringXtra.h"
 
@@ -142,6 +143,34 @@ private Q_SLOTS:
     void markerOnlyIgnoringCaseThrows()
     {
         QVERIFY_THROWS_EXCEPTION(std::out_of_range, NSStringXtra::makeHTMLReadable("<body>Story</body>", "STORY"));
+    }
+
+    void charset_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QByteArray>("declared");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("meta charset") << QByteArray("<meta charset=\"ISO-8859-1\">\xe9") << QByteArray("iso-8859-1")
+                                      << QStringLiteral("<meta charset=\"ISO-8859-1\">\u00e9");
+        QTest::newRow("UTF-8 wins over the declaration")
+            << QStringLiteral("<META CHARSET=gb2312>\u4f60").toUtf8() << QByteArray("gb2312")
+            << QStringLiteral("<META CHARSET=gb2312>\u4f60");
+        QTest::newRow("http-equiv") << QByteArray("<meta content='text/html; charset=windows-1252'>\x80")
+                                    << QByteArray("windows-1252")
+                                    << QStringLiteral("<meta content='text/html; charset=windows-1252'>\u20ac");
+        QTest::newRow("unknown charset reads as Latin-1")
+            << QByteArray("<meta charset=no-such>\xff") << QByteArray("no-such")
+            << QStringLiteral("<meta charset=no-such>\u00ff");
+        QTest::newRow("byte-order mark dropped") << QByteArray("\xef\xbb\xbfx") << QByteArray() << "x";
+        QTest::newRow("no declaration") << QByteArray("<p>\xe9") << QByteArray() << QStringLiteral("<p>\u00e9");
+    }
+    void charset()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QByteArray, declared);
+        QFETCH(QString, text);
+        QCOMPARE(HTMLCharset::declaredCharset(bytes), declared);
+        QCOMPARE(HTMLCharset::decodePage(bytes), text);
     }
 
     void pages_data()
