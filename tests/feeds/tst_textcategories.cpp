@@ -1,8 +1,12 @@
 #include "feeds/NSDataBase64.h"
+#include "feeds/NSFileManagerXtras.h"
 #include "feeds/NSMutableArrayXtras.h"
 #include "feeds/NSMutableAttributedStringXtras.h"
 #include "feeds/NSMutableStringXtra.h"
 
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
 #include <QTest>
 
 class TestTextCategories : public QObject
@@ -142,6 +146,28 @@ private Q_SLOTS:
         QFETCH(QString, text);
         QFETCH(QByteArray, data);
         QCOMPARE(NSDataBase64::dataWithBase64EncodedString(text), data);
+    }
+
+    void buildPath_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<bool>("built");
+        QTest::newRow("nested") << "a/b/c" << true;
+        QTest::newRow("existing") << "" << true;
+        QTest::newRow("trailing slash") << "d/e/" << true;
+        QTest::newRow("under a file") << "file/x" << false;
+    }
+    void buildPath()
+    {
+        QFETCH(QString, path);
+        QFETCH(bool, built);
+        QTemporaryDir root;
+        QFile file(root.filePath("file"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.close();
+        const QString full = path.isEmpty() ? root.path() : root.filePath(path);
+        QCOMPARE(NSFileManagerXtras::buildPath(full), built);
+        QCOMPARE(QFileInfo(full).isDir(), built);
     }
 
     void base64Alphabet()

@@ -30,7 +30,8 @@ int Html2TextCommand::run(const QStringList &arguments, Console &console)
     ArgumentParser options(*this, QStringLiteral("Reads an HTML page from FILE (\"-\" for standard input) or downloads "
                                                  "it from an http or https URL, and prints the readable text a note "
                                                  "would get, one line a line. Bytes that are valid UTF-8 are read as "
-                                                 "UTF-8, others in the charset the page declares, else as Latin-1."));
+                                                 "UTF-8, others in the charset the page declares, else as Latin-1. A "
+                                                 "server's error page is converted like any page."));
     const QCommandLineOption start(QStringLiteral("start"),
                                    QStringLiteral("Begin the text at the first MARKER in it, in its exact case; "
                                                   "without one in the text, print it all."),
