@@ -120,6 +120,7 @@ private Q_SLOTS:
         QTest::newRow("body only, line breaks")
             << "<html><body class=x>A<p>B<br>C<hr>D</body></html>" << QString() << "A\r\rB\rC\r---------------\rD";
         QTest::newRow("two bodies keep the head") << "<title>T</title><body>x</body><body>y" << QString() << "T\rxy";
+        QTest::newRow("body tag never closed keeps the page") << "x<body class=y" << QString() << "x";
         QTest::newRow("tabs deleted, spaces collapsed") << "<body>a\tb   c\n   d</body>" << QString() << "ab c\rd";
         QTest::newRow("definition list") << "<body><dl><dt>Term<dd>Meaning</dl>" << QString() << "Term Meaning";
         QTest::newRow("start marker") << "<body>Menu<p>Story starts here</body>"

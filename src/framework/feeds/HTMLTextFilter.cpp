@@ -35,10 +35,11 @@ std::pair<char32_t, qsizetype> numericReference(QStringView text, qsizetype amp)
 std::pair<char32_t, qsizetype> namedReference(QStringView text, qsizetype amp)
 {
     constexpr qsizetype kLongestName = 8; // "thetasym"
-    const qsizetype semi = text.indexOf(u';', amp + 1);
-    if (semi < 0 || semi - amp - 1 > kLongestName || semi == amp + 1)
+    const qsizetype semiInName = text.mid(amp + 1, kLongestName + 1).indexOf(u';');
+    if (semiInName <= 0)
         return {0, -1};
-    const QStringView name = text.mid(amp + 1, semi - amp - 1);
+    const qsizetype semi = amp + 1 + semiInName;
+    const QStringView name = text.mid(amp + 1, semiInName);
     for (const QChar c : name) {
         if (c.unicode() >= 0x80 || !c.isLetterOrNumber())
             return {0, -1};

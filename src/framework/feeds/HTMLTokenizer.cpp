@@ -47,12 +47,15 @@ bool HTMLTokenizer::isTagStart(qsizetype at) const
     const QChar c = m_html[at + 1];
     if (isAsciiLetter(c) || c == u'/' || c == u'!' || c == u'?' || c == u'>')
         return true;
-    // "< class=x>": what is left of a tag whose name was replaced. "a < b" stays text.
+    // "< class=x>": what is left of a tag whose name was replaced. "a < b" stays text. The scan
+    // stops at the next "<", so a text of many "<" is still read in linear time.
     if (!isTagSpace(c))
         return false;
-    const qsizetype close = m_html.indexOf(u'>', at + 1);
-    const qsizetype open = m_html.indexOf(u'<', at + 1);
-    return close >= 0 && (open < 0 || close < open);
+    for (qsizetype next = at + 2; next < m_html.size(); ++next) {
+        if (m_html[next] == u'>' || m_html[next] == u'<')
+            return m_html[next] == u'>';
+    }
+    return false;
 }
 
 HTMLTokenizer::Token HTMLTokenizer::markup(qsizetype start)
@@ -85,7 +88,7 @@ HTMLTokenizer::Token HTMLTokenizer::tag(qsizetype start, bool isEnd)
 }
 
 // Just past the ">" that ends a tag whose attributes start at `from`, or the end of the text.
-qsizetype HTMLTokenizer::tagEnd(qsizetype from) const
+qsizetype HTMLTokenizer::tagEnd(qsizetype from)
 {
     qsizetype at = from;
     while (at < m_html.size()) {
@@ -98,7 +101,7 @@ qsizetype HTMLTokenizer::tagEnd(qsizetype from) const
                 ++at;
             if (at < m_html.size() && (m_html[at] == u'"' || m_html[at] == u'\'')) {
                 // A quote left open would swallow the page; it ends at the next ">" instead.
-                const qsizetype quote = m_html.indexOf(m_html[at], at + 1);
+                const qsizetype quote = closingQuote(at);
                 if (quote >= 0) {
                     at = quote + 1;
                     continue;
@@ -109,6 +112,19 @@ qsizetype HTMLTokenizer::tagEnd(qsizetype from) const
         ++at;
     }
     return m_html.size();
+}
+
+// The quote that closes the one at `at`, or -1. Once a kind of quote is missing from some point on,
+// later tags do not search for it again.
+qsizetype HTMLTokenizer::closingQuote(qsizetype at)
+{
+    qsizetype &absentFrom = m_html[at] == u'"' ? m_doubleQuoteAbsentFrom : m_singleQuoteAbsentFrom;
+    if (at + 1 >= absentFrom)
+        return -1;
+    const qsizetype quote = m_html.indexOf(m_html[at], at + 1);
+    if (quote < 0)
+        absentFrom = at + 1;
+    return quote;
 }
 
 HTMLTokenizer::Token HTMLTokenizer::rawText()

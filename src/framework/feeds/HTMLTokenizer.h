@@ -3,6 +3,8 @@
 #include <QString>
 #include <QStringView>
 
+#include <limits>
+
 // Splits HTML into text, tags and markup the way a browser's tokenizer does, but forgiving about
 // what the page-to-text steps leave behind: "<" followed by white space and a later ">" (the rest of
 // a "<p class=x>" whose name was cut off) counts as a tag. Quoted attribute values may hold ">",
@@ -39,7 +41,8 @@ private:
     Token markup(qsizetype start);
     Token tag(qsizetype start, bool isEnd);
     Token rawText();
-    qsizetype tagEnd(qsizetype from) const;
+    qsizetype tagEnd(qsizetype from);
+    qsizetype closingQuote(qsizetype at);
     qsizetype scriptEnd(qsizetype from) const;
     qsizetype closingTag(qsizetype from, QStringView name) const;
     bool isTagStart(qsizetype at) const;
@@ -49,4 +52,6 @@ private:
     qsizetype m_position = 0;
     // Set after a script or style start tag: the element whose raw content comes next.
     QString m_rawElement;
+    qsizetype m_doubleQuoteAbsentFrom = std::numeric_limits<qsizetype>::max();
+    qsizetype m_singleQuoteAbsentFrom = std::numeric_limits<qsizetype>::max();
 };

@@ -58,11 +58,12 @@ QString decodeNamedEntities(const QString &text)
     result.reserve(text.size());
     qsizetype copied = 0;
     for (qsizetype amp = text.indexOf(u'&'); amp >= 0; amp = text.indexOf(u'&', amp + 1)) {
-        const qsizetype semi = text.indexOf(u';', amp + 1);
-        if (semi < 0)
-            break;
-        const QStringView name = QStringView(text).mid(amp + 1, semi - amp - 1);
-        if (name.isEmpty() || name.size() > kLongestName || isTableEntity(name))
+        const qsizetype semiInName = QStringView(text).mid(amp + 1, kLongestName + 1).indexOf(u';');
+        if (semiInName <= 0)
+            continue;
+        const qsizetype semi = amp + 1 + semiInName;
+        const QStringView name = QStringView(text).mid(amp + 1, semiInName);
+        if (isTableEntity(name))
             continue;
         const QByteArray latin = name.toLatin1();
         const htmlEntityDesc *entity = htmlEntityLookup(reinterpret_cast<const xmlChar *>(latin.constData()));
@@ -139,9 +140,16 @@ QString decodeNumericReferences(QString text)
     const auto find = [&](QStringView needle, qsizetype from) {
         return QStringView(buffer, length).indexOf(needle, from);
     };
+    // Both positions stay valid until a replacement, which keeps a page with many ";" linear.
+    qsizetype start = -1;
+    qsizetype semi = -1;
+    bool known = false;
     while (read < length) {
-        const qsizetype start = find(u"&#", read);
-        const qsizetype semi = find(u";", read);
+        if (!known || start < read)
+            start = find(u"&#", read);
+        if (!known || semi < read)
+            semi = find(u";", read);
+        known = true;
         if (start < 0 || semi < 0)
             break;
         if (semi < start) {
@@ -154,6 +162,7 @@ QString decodeNumericReferences(QString text)
             buffer[write++] = buffer[read];
         buffer[semi] = QChar(numericReferenceUnit(QStringView(buffer + start + 2, semi - start - 2)));
         read = semi;
+        known = false;
     }
     for (; read < length; ++read)
         buffer[write++] = buffer[read];
@@ -173,7 +182,7 @@ QString bodyContent(const QString &page)
         return page;
     QStringList rest = pieces[1].split(u'>');
     if (rest.size() <= 1)
-        return pieces[1];
+        return page;
     rest.removeFirst();
     return rest.join(u'>');
 }
