@@ -240,3 +240,21 @@ write("fuzz_decode", "euc-jp-jisx0212", "丂".encode("euc_jp"))
 write("fuzz_decode", "latin1", "caf\u00e9 cr\u00e8me \u00ff".encode("latin-1"))
 write("fuzz_decode", "truncated-utf8", "日本".encode("utf-8")[:-1])
 write("fuzz_decode", "empty", b"")
+
+
+# --- Web pages and feed text: markup, entities and Base64 -----------------------------------------
+
+write("fuzz_html_filters", "page.html",
+      "<!DOCTYPE html><html><head><title>T</title><style>p{}</style></head>"
+      "<body class=x>A<p>B<br>C<hr>D<dl><dt>t<dd>d</dl><table><tr><td>1</td></tr></table>"
+      "<!-- c --><a title=\"1 > 0\" href='x'>l&amp;l</a></body></html>\n")
+write("fuzz_html_filters", "script-escapes.html",
+      "<script><!-- <script src=x></script> --> y()</script>text<SCRIPT>z</SCRIPT>\n")
+write("fuzz_html_filters", "two-bodies.html", "<body>a</body><body>b<img src=\"x")
+write("fuzz_html_filters", "residue.html", "A\r\r< class=x>B\r<>C 1 < 2 &#x41;&eacute;")
+write("fuzz_remove_entities", "numeric", "&#x41;&#66;&#X43;&#38;#65;&#-5;&#99999999999;")
+write("fuzz_remove_entities", "named", "&amp;amp; &amp;lt; caf&eacute; &nbsp;%20&quote; &thetasym;")
+write("fuzz_remove_entities", "markup", "<a href=\"x\">Tom's</a> > b <c")
+write("fuzz_base64", "text", "TWFu TQ== TWE=\nYWJjZGVm\r\nZw==")
+write("fuzz_base64", "lone-pad", "TWFu=TWFu")
+write("fuzz_base64", "binary", bytes(range(256)))

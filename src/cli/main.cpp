@@ -5,6 +5,7 @@
 #include "commands/ContactsWriteCommand.h"
 #include "commands/DefaultsCommand.h"
 #include "commands/FetchCommand.h"
+#include "commands/Html2TextCommand.h"
 #include "commands/IPodInfoCommand.h"
 #include "commands/IPodsCommand.h"
 #include "commands/LogCommand.h"
@@ -41,6 +42,7 @@ int main(int argc, char *argv[])
     registry.add(std::make_unique<PrefsCommand>());
     registry.add(std::make_unique<DefaultsCommand>());
     registry.add(std::make_unique<FetchCommand>());
+    registry.add(std::make_unique<Html2TextCommand>());
 
     Console console;
     // Nothing the user gives may end in an abort: every escaping error becomes one line.

@@ -9,7 +9,7 @@ namespace {
 
 TextAttributes style(const QString &font, bool bold, int weight, double size, std::optional<QColor> color = {})
 {
-    return TextAttributes{font, bold, weight, size, color};
+    return TextAttributes{font, bold, weight, size, color, QUrl(), 0};
 }
 
 AttributedString text(const QList<std::pair<QString, TextAttributes>> &runs)

@@ -11,7 +11,7 @@ namespace {
 
 TextAttributes helvetica(double size, bool bold, std::optional<QColor> color = {})
 {
-    return TextAttributes{"Helvetica", bold, bold ? 5 : 0, size, color};
+    return TextAttributes{"Helvetica", bold, bold ? 5 : 0, size, color, QUrl(), 0};
 }
 
 // A log of each kind of line, started at a moment with milliseconds, off UTC.

@@ -32,3 +32,23 @@ void AttributedString::append(const AttributedString &other)
     for (const Run &run : other.m_runs)
         append(other.m_text.mid(run.start, run.length), run.attributes);
 }
+
+void AttributedString::changeAttributes(qsizetype start, qsizetype length,
+                                        const std::function<void(TextAttributes &)> &change)
+{
+    const qsizetype from = std::clamp<qsizetype>(start, 0, m_text.size());
+    const qsizetype to =
+        std::clamp<qsizetype>(length > m_text.size() - from ? m_text.size() : from + length, from, m_text.size());
+    AttributedString result;
+    for (const Run &run : std::as_const(m_runs)) {
+        const qsizetype end = run.start + run.length;
+        const qsizetype inStart = std::clamp(from, run.start, end);
+        const qsizetype inEnd = std::clamp(to, run.start, end);
+        TextAttributes changed = run.attributes;
+        change(changed);
+        result.append(m_text.mid(run.start, inStart - run.start), run.attributes);
+        result.append(m_text.mid(inStart, inEnd - inStart), changed);
+        result.append(m_text.mid(inEnd, end - inEnd), run.attributes);
+    }
+    *this = std::move(result);
+}

@@ -5,6 +5,8 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
+
 // Text with a style on each stretch of it, the platform's attributed string. The runs cover the
 // text from start to end without gaps, and neighbouring runs always differ in style.
 class AttributedString
@@ -30,6 +32,8 @@ public:
 
     void append(const QString &text, const TextAttributes &attributes = {});
     void append(const AttributedString &other);
+    // Applies `change` to the style of every character in [start, start + length), clamped to the text.
+    void changeAttributes(qsizetype start, qsizetype length, const std::function<void(TextAttributes &)> &change);
 
     bool operator==(const AttributedString &other) const = default;
 

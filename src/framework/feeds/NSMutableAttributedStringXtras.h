@@ -1,0 +1,13 @@
+#pragma once
+
+#include "core/AttributedString.h"
+
+// Helpers on styled text.
+namespace NSMutableAttributedStringXtras {
+
+// Makes every white-space-separated word that is a URL a link: a word holding "://" or starting
+// with "mailto:" links to itself, one starting with "www." to "http://" + word, one starting with
+// "ftp." to "ftp://" + word. Linked words are also underlined and blue; other attributes stay.
+void detectURLs(AttributedString &text);
+
+} // namespace NSMutableAttributedStringXtras
