@@ -8,17 +8,19 @@
 
 namespace {
 
-const QByteArray kSubscriptions = R"(<?xml version="1.0" encoding="UTF-8"?>
-<opml version="1.0">
-  <head><title>Subscriptions</title></head>
-  <body>
-    <outline text="News">
-      <outline text="World &amp;amp; Politics" type="rss" url="http://news.example.org/world.xml" htmlUrl="http://news.example.org/"/>
-    </outline>
-    <outline text="&lt;b&gt;Links&lt;/b&gt;" url="http://example.com/more.opml"/>
-  </body>
-</opml>
-)";
+// moc cannot read raw string literals, hence the escapes.
+const QByteArray kSubscriptions =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    "<opml version=\"1.0\">\n"
+    "  <head><title>Subscriptions</title></head>\n"
+    "  <body>\n"
+    "    <outline text=\"News\">\n"
+    "      <outline text=\"World &amp;amp; Politics\" type=\"rss\" url=\"http://news.example.org/world.xml\" "
+    "htmlUrl=\"http://news.example.org/\"/>\n"
+    "    </outline>\n"
+    "    <outline text=\"&lt;b&gt;Links&lt;/b&gt;\" url=\"http://example.com/more.opml\"/>\n"
+    "  </body>\n"
+    "</opml>\n";
 
 } // namespace
 

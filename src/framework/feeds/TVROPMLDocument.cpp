@@ -7,6 +7,20 @@
 
 #include <QFile>
 
+namespace {
+
+// An element only: a document type named "opml" comes before the element of that name.
+std::shared_ptr<XMLTree> childElement(const XMLTree &parent, const QString &name)
+{
+    for (const std::shared_ptr<XMLTree> &child : parent.children()) {
+        if (child->type() == XMLTree::Element && child->name() == name)
+            return child;
+    }
+    return nullptr;
+}
+
+} // namespace
+
 std::shared_ptr<TVROPMLDocument> TVROPMLDocument::documentWithContentsOfFile(const QString &path)
 {
     QFile file(path);
@@ -31,8 +45,8 @@ void TVROPMLDocument::createWithData(const QByteArray &data)
     if (!tree)
         return;
     m_mainNode = TVROPMLNode::node();
-    const std::shared_ptr<XMLTree> opml = tree->childNamed(QStringLiteral("opml"));
-    const std::shared_ptr<XMLTree> body = opml ? opml->childNamed(QStringLiteral("body")) : nullptr;
+    const std::shared_ptr<XMLTree> opml = childElement(*tree, QStringLiteral("opml"));
+    const std::shared_ptr<XMLTree> body = opml ? childElement(*opml, QStringLiteral("body")) : nullptr;
     if (!body)
         return;
     // The body itself gives no node: its outlines become the root's children.
