@@ -259,6 +259,37 @@ private Q_SLOTS:
         QCOMPARE(tree->count(), text.isNull() ? 0 : 1);
     }
 
+    void treeNodeWithType_data()
+    {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("xml");
+        QTest::newRow("element") << int(XMLTree::Element) << "br"
+                                 << "<br/>";
+        QTest::newRow("text") << int(XMLTree::Text) << "a<b"
+                              << "a&lt;b";
+        QTest::newRow("CDATA") << int(XMLTree::CDATASection) << "a<b"
+                               << "<![CDATA[a<b]]>";
+        QTest::newRow("comment") << int(XMLTree::Comment) << "note"
+                                 << "<!--note-->";
+        QTest::newRow("entity reference") << int(XMLTree::EntityReference) << "rsquo"
+                                          << "&rsquo;";
+        QTest::newRow("document") << int(XMLTree::Document) << "" << QString();
+    }
+    void treeNodeWithType()
+    {
+        QFETCH(int, type);
+        QFETCH(QString, name);
+        QFETCH(QString, xml);
+        const std::shared_ptr<XMLTree> tree = XMLTree::treeNodeWithType(XMLTree::NodeType(type), name);
+        QCOMPARE(bool(tree), !xml.isNull());
+        if (!tree)
+            return;
+        QCOMPARE(int(tree->type()), type);
+        QCOMPARE(tree->name(), name);
+        QCOMPARE(tree->xml(), xml);
+    }
+
     void documentTreeHoldsItsDeclaration()
     {
         const std::shared_ptr<XMLTree> document = XMLTree::documentTree();

@@ -193,8 +193,11 @@ xmlNodePtr newNode(XMLTree::NodeType type, const QString &name)
         return xmlNewPI(xmlText(utf8), nullptr);
     case XMLTree::EntityReference:
         return xmlNewReference(nullptr, xmlText(utf8));
-    default:
+    case XMLTree::Element:
         return xmlNewNode(nullptr, xmlText(utf8));
+    default:
+        // Documents and declarations are not made one node at a time.
+        return nullptr;
     }
 }
 

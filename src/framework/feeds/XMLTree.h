@@ -44,6 +44,7 @@ public:
     // An element with the attributes and, when `text` is not null, a text child holding it escaped.
     static std::shared_ptr<XMLTree> treeWithName(const QString &name, const QString &text = QString(),
                                                  const Attributes &attributes = {});
+    // An element, text, CDATA section, comment, instruction or entity reference; null for other kinds.
     static std::shared_ptr<XMLTree> treeNodeWithType(NodeType type, const QString &name,
                                                      const Attributes &attributes = {});
     // The document read from a file or downloaded; null when there is none or it is not well-formed.
