@@ -10,6 +10,7 @@
 #include "commands/IPodsCommand.h"
 #include "commands/LogCommand.h"
 #include "commands/NoteWriteCommand.h"
+#include "commands/OpmlCommand.h"
 #include "commands/PluginsCommand.h"
 #include "commands/PrefsCommand.h"
 #include "commands/SyncCommand.h"
@@ -43,6 +44,7 @@ int main(int argc, char *argv[])
     registry.add(std::make_unique<DefaultsCommand>());
     registry.add(std::make_unique<FetchCommand>());
     registry.add(std::make_unique<Html2TextCommand>());
+    registry.add(std::make_unique<OpmlCommand>());
 
     Console console;
     // Nothing the user gives may end in an abort: every escaping error becomes one line.
