@@ -122,6 +122,14 @@ private Q_SLOTS:
                                         << "ab"
                                         << "x"
                                         << "Ab x";
+        QTest::newRow("spaces after line breaks") << "a \r  \r  x \r"
+                                                  << "\r "
+                                                  << "\r"
+                                                  << "a \r\rx \r";
+        QTest::newRow("space runs") << " a     b  "
+                                    << "  "
+                                    << " "
+                                    << " a b ";
         QTest::newRow("empty target changes nothing") << "abc"
                                                       << ""
                                                       << "x"

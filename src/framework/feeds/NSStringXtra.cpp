@@ -32,13 +32,65 @@ bool isRefusedInFileName(QChar c)
     }
 }
 
+// One left-to-right pass; returns false when `target` was not found. Built by appending, which
+// stays linear where QString::replace moves the tail of a page once per batch of matches.
+bool replaceOnce(QString &text, QStringView target, QStringView replacement)
+{
+    qsizetype at = text.indexOf(target);
+    if (at < 0)
+        return false;
+    QString result;
+    result.reserve(text.size());
+    qsizetype copied = 0;
+    for (; at >= 0; at = text.indexOf(target, at + target.size())) {
+        result += QStringView(text).mid(copied, at - copied);
+        result += replacement;
+        copied = at + target.size();
+    }
+    result += QStringView(text).mid(copied);
+    text = std::move(result);
+    return true;
+}
+
+// What repeating "\r " -> "\r" ends with, in one pass: every space after a line break goes, however
+// many follow it. Repeating literally takes a pass per space of the deepest indented line.
+QString dropSpacesAfterReturns(const QString &text)
+{
+    QString result;
+    result.reserve(text.size());
+    bool afterReturn = false;
+    for (const QChar c : text) {
+        if (!(afterReturn && c == u' '))
+            result += c;
+        if (c != u' ')
+            afterReturn = c == u'\r';
+    }
+    return result;
+}
+
+// What repeating "  " -> " " ends with, in one pass: each run of spaces made one space.
+QString collapseSpaceRuns(const QString &text)
+{
+    QString result;
+    result.reserve(text.size());
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (!(text[i] == u' ' && i > 0 && text[i - 1] == u' '))
+            result += text[i];
+    }
+    return result;
+}
+
 // Every occurrence of `target` replaced, repeated while a pass found one.
 QString replaceRepeatedly(QString text, QStringView target, QStringView replacement)
 {
     if (target.isEmpty())
         return text;
-    while (text.contains(target))
-        text.replace(target.toString(), replacement.toString());
+    if (target == u"\r " && replacement == u"\r")
+        return dropSpacesAfterReturns(text);
+    if (target == u"  " && replacement == u" ")
+        return collapseSpaceRuns(text);
+    while (replaceOnce(text, target, replacement)) {
+    }
     return text;
 }
 
