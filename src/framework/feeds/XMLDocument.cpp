@@ -6,6 +6,7 @@
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 
+#include <cctype>
 #include <climits>
 
 namespace {
@@ -75,6 +76,60 @@ void prependDeclaration(xmlDocPtr doc, const QByteArray &data)
         xmlAddChild(reinterpret_cast<xmlNodePtr>(doc), declaration);
 }
 
+// The escaping pass works on bytes, which UTF-16 and UTF-32 text does not allow.
+bool isSingleByteBased(const QByteArray &data)
+{
+    const QByteArray head = data.left(4);
+    return !head.startsWith("\xFF\xFE") && !head.startsWith("\xFE\xFF") && !head.contains('\0');
+}
+
+bool isNameByte(char c, bool first)
+{
+    const auto u = static_cast<unsigned char>(c);
+    if ((u >= 'A' && u <= 'Z') || (u >= 'a' && u <= 'z') || u == '_' || u == ':' || u >= 0x80)
+        return true;
+    return !first && ((u >= '0' && u <= '9') || u == '-' || u == '.');
+}
+
+// The length of the reference starting at the "&" at `at` ("&name;", "&#12;", "&#x1F;",
+// "&#X1F;"), or 0 when that "&" starts none.
+qsizetype referenceLength(const QByteArray &data, qsizetype at)
+{
+    const qsizetype size = data.size();
+    qsizetype i = at + 1;
+    if (i < size && data[i] == '#') {
+        ++i;
+        const bool hex = i < size && (data[i] == 'x' || data[i] == 'X');
+        if (hex)
+            ++i;
+        const qsizetype digits = i;
+        while (i < size && (hex ? isxdigit(static_cast<unsigned char>(data[i])) : isdigit(static_cast<unsigned char>(data[i]))))
+            ++i;
+        return (i > digits && i < size && data[i] == ';') ? i + 1 - at : 0;
+    }
+    if (i >= size || !isNameByte(data[i], true))
+        return 0;
+    while (i < size && isNameByte(data[i], false))
+        ++i;
+    return (i < size && data[i] == ';') ? i + 1 - at : 0;
+}
+
+// At a "<": the length of a CDATA section or comment starting there (to its end, or to the end
+// of the data when it is never closed), else 1.
+qsizetype opaqueSectionLength(const QByteArray &data, qsizetype at)
+{
+    const QByteArrayView rest = QByteArrayView(data).sliced(at);
+    QByteArrayView close;
+    if (rest.startsWith("<![CDATA["))
+        close = "]]>";
+    else if (rest.startsWith("<!--"))
+        close = "-->";
+    else
+        return 1;
+    const qsizetype end = data.indexOf(close, at + 4);
+    return end < 0 ? data.size() - at : end + close.size() - at;
+}
+
 } // namespace
 
 XMLDocument::XMLDocument(xmlDocPtr doc, xmlDocPtr entities)
@@ -104,10 +159,23 @@ std::shared_ptr<XMLDocument> XMLDocument::adopt(xmlNodePtr node)
     return std::shared_ptr<XMLDocument>(new XMLDocument(doc, nullptr));
 }
 
-std::shared_ptr<XMLDocument> XMLDocument::parse(const QByteArray &data, const QString &baseUrl)
+std::shared_ptr<XMLDocument> XMLDocument::parse(const QByteArray &data, const QString &baseUrl, Leniency leniency)
 {
     if (data.isEmpty() || data.size() > INT_MAX)
         return nullptr;
+    std::shared_ptr<XMLDocument> document = parseOnce(data, baseUrl, false);
+    if (document || leniency == Leniency::Strict)
+        return document;
+    const QByteArray escaped = isSingleByteBased(data) ? escapeBareAmpersands(data) : data;
+    if (escaped != data)
+        document = parseOnce(escaped, baseUrl, false);
+    if (!document)
+        document = parseOnce(escaped, baseUrl, true);
+    return document;
+}
+
+std::shared_ptr<XMLDocument> XMLDocument::parseOnce(const QByteArray &data, const QString &baseUrl, bool recover)
+{
     xmlParserCtxtPtr parser = xmlNewParserCtxt();
     if (!parser)
         return nullptr;
@@ -117,20 +185,58 @@ std::shared_ptr<XMLDocument> XMLDocument::parse(const QByteArray &data, const QS
     parser->sax->getEntity = getEntity;
     // No NOENT, DTDLOAD or HUGE: external entities stay unresolved references, nothing is fetched,
     // and libxml2's limits on entity amplification stay in force.
-    const int options = XML_PARSE_NONET | XML_PARSE_NOBLANKS | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
+    int options = XML_PARSE_NONET | XML_PARSE_NOBLANKS | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
+    if (recover)
+        options |= XML_PARSE_RECOVER;
     const QByteArray url = baseUrl.toUtf8();
     xmlDocPtr doc = xmlCtxtReadMemory(parser, data.constData(), int(data.size()),
                                       url.isEmpty() ? nullptr : url.constData(), nullptr, options);
     const bool wellFormed = parser->wellFormed != 0;
     xmlFreeParserCtxt(parser);
-    if (!doc || !wellFormed) {
+    const bool usable = doc && (wellFormed || (recover && xmlDocGetRootElement(doc)));
+    if (!usable) {
         xmlFreeDoc(doc);
         xmlFreeDoc(entities);
         return nullptr;
     }
     if (startsWithDeclaration(data))
         prependDeclaration(doc, declarationData(*doc));
-    return std::shared_ptr<XMLDocument>(new XMLDocument(doc, entities));
+    std::shared_ptr<XMLDocument> document(new XMLDocument(doc, entities));
+    document->m_recovered = !wellFormed;
+    return document;
+}
+
+QByteArray XMLDocument::escapeBareAmpersands(const QByteArray &data)
+{
+    QByteArray out;
+    out.reserve(data.size() + 64);
+    qsizetype i = 0;
+    const qsizetype size = data.size();
+    while (i < size) {
+        const char c = data[i];
+        if (c == '<') {
+            const qsizetype skip = opaqueSectionLength(data, i);
+            out.append(data.constData() + i, skip);
+            i += skip;
+            continue;
+        }
+        if (c != '&') {
+            out.append(c);
+            ++i;
+            continue;
+        }
+        const qsizetype length = referenceLength(data, i);
+        if (length == 0) {
+            out.append("&amp;");
+        } else if (data[i + 1] == '#' && data[i + 2] == 'X') {
+            out.append("&#x");
+            out.append(data.constData() + i + 3, length - 3);
+        } else {
+            out.append(data.constData() + i, length);
+        }
+        i += qMax<qsizetype>(length, 1);
+    }
+    return out;
 }
 
 QString XMLDocument::entityText(const QString &name) const
@@ -143,4 +249,16 @@ QString XMLDocument::entityText(const QString &name) const
     if (!entity || !entity->content || entity->etype == XML_EXTERNAL_GENERAL_PARSED_ENTITY)
         return QString();
     return QString::fromUtf8(reinterpret_cast<const char *>(entity->content));
+}
+
+std::optional<QString> XMLDocument::declaredEntityText(const QString &name) const
+{
+    const QByteArray key = name.toUtf8();
+    xmlEntityPtr entity = xmlGetDocEntity(m_doc, xmlText(key.constData()));
+    if (!entity || entity->etype != XML_INTERNAL_GENERAL_ENTITY || !entity->content)
+        return std::nullopt;
+    const QString text = QString::fromUtf8(reinterpret_cast<const char *>(entity->content));
+    if (text.contains(QLatin1Char('&')) || text.contains(QLatin1Char('<')))
+        return std::nullopt;
+    return text;
 }

@@ -4,6 +4,7 @@
 #include <QString>
 
 #include <memory>
+#include <optional>
 
 struct _xmlDoc;
 struct _xmlNode;
@@ -22,16 +23,38 @@ public:
     static std::shared_ptr<XMLDocument> createEmpty();
     // A document whose only child is `node`, which it then owns.
     static std::shared_ptr<XMLDocument> adopt(_xmlNode *node);
-    // Null when the bytes are not well-formed XML. Whitespace-only text is dropped.
-    static std::shared_ptr<XMLDocument> parse(const QByteArray &data, const QString &baseUrl = QString());
+    // How much a parse forgives.
+    enum class Leniency {
+        // Well-formed XML only.
+        Strict,
+        // What real feeds need: a bare "&" (as in "?a=1&b=2") is read as "&amp;", and a document
+        // cut short keeps what came before the cut. Strict parsing is tried first, so a
+        // well-formed document reads the same either way.
+        Forgiving,
+    };
+
+    // Null when the bytes are not well-formed XML (or, forgiving, when no root element comes out
+    // of them). Whitespace-only text is dropped.
+    static std::shared_ptr<XMLDocument> parse(const QByteArray &data, const QString &baseUrl = QString(),
+                                              Leniency leniency = Leniency::Strict);
+    // A bare "&" of content or attributes written "&amp;", and "&#X" written "&#x"; CDATA sections
+    // and comments are left alone. Byte-wise, so not for UTF-16 or UTF-32 input.
+    static QByteArray escapeBareAmpersands(const QByteArray &data);
+    // True for the Forgiving parses that needed libxml2's recovery.
+    bool recovered() const { return m_recovered; }
 
     _xmlDoc *doc() const { return m_doc; }
     // The text an entity reference of this document stands for, when it is known.
     QString entityText(const QString &name) const;
+    // The text of an internal entity the document declares itself, when that text is plain
+    // (holds no further reference or markup, so it cannot grow); nullopt otherwise.
+    std::optional<QString> declaredEntityText(const QString &name) const;
 
 private:
     XMLDocument(_xmlDoc *doc, _xmlDoc *entities);
+    static std::shared_ptr<XMLDocument> parseOnce(const QByteArray &data, const QString &baseUrl, bool recover);
 
     _xmlDoc *m_doc;
     _xmlDoc *m_entities;
+    bool m_recovered = false;
 };

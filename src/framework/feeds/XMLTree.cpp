@@ -1,6 +1,7 @@
 #include "XMLTree.h"
 
 #include "XMLDocument.h"
+#include "XMLNodeText.h"
 #include "feeds/NSStringXtra.h"
 #include "net/TVRDownloader.h"
 
@@ -8,18 +9,14 @@
 
 #include <libxml/parserInternals.h>
 #include <libxml/tree.h>
-#include <libxml/xmlsave.h>
 
 namespace {
+
+using namespace XMLNodeText;
 
 const xmlChar *xmlText(const QByteArray &text)
 {
     return reinterpret_cast<const xmlChar *>(text.constData());
-}
-
-QString fromXml(const xmlChar *text)
-{
-    return text ? QString::fromUtf8(reinterpret_cast<const char *>(text)) : QString();
 }
 
 XMLTree::NodeType typeOf(const xmlNode &node)
@@ -74,66 +71,6 @@ xmlNodePtr firstChild(const xmlNode &node)
     }
 }
 
-// libxml2 keeps an element's local name and its prefix apart; the tree shows "prefix:name".
-QString qualifiedName(const xmlNode &node)
-{
-    const QString local = fromXml(node.name);
-    if ((node.type == XML_ELEMENT_NODE) && node.ns && node.ns->prefix)
-        return fromXml(node.ns->prefix) + QLatin1Char(':') + local;
-    return local;
-}
-
-QString nodeString(const xmlNode &node)
-{
-    switch (node.type) {
-    case XML_TEXT_NODE:
-    case XML_CDATA_SECTION_NODE:
-    case XML_COMMENT_NODE:
-        return fromXml(node.content);
-    case XML_DOCUMENT_NODE:
-    case XML_HTML_DOCUMENT_NODE:
-        return QStringLiteral("");
-    default:
-        return qualifiedName(node);
-    }
-}
-
-QString attributeName(const xmlAttr &attribute)
-{
-    const QString local = fromXml(attribute.name);
-    if (attribute.ns && attribute.ns->prefix)
-        return fromXml(attribute.ns->prefix) + QLatin1Char(':') + local;
-    return local;
-}
-
-// Text and references alike: a reference gives the text of its entity when that is known here.
-QString attributeValue(const xmlAttr &attribute, const XMLDocument &document)
-{
-    QString value;
-    for (const xmlNode *part = attribute.children; part; part = part->next) {
-        if (part->type == XML_ENTITY_REF_NODE)
-            value += document.entityText(fromXml(part->name));
-        else
-            value += fromXml(part->content);
-    }
-    return value;
-}
-
-QString entityCharacters(const QString &name)
-{
-    if (name == QLatin1String("lt"))
-        return QStringLiteral("<");
-    if (name == QLatin1String("gt"))
-        return QStringLiteral(">");
-    if (name == QLatin1String("quot"))
-        return QStringLiteral("\"");
-    if (name == QLatin1String("amp"))
-        return QStringLiteral("&");
-    if (name == QLatin1String("rsquo") || name == QLatin1String("lsquo") || name == QLatin1String("apos"))
-        return QStringLiteral("'");
-    return QString();
-}
-
 void collectText(const xmlNode &node, QString &text)
 {
     for (const xmlNode *child = firstChild(node); child; child = child->next) {
@@ -165,18 +102,6 @@ xmlNodePtr lastDescendantNamed(const xmlNode &node, const QString &name)
                 found = inner;
     }
     return found;
-}
-
-QByteArray serialised(xmlNodePtr node)
-{
-    xmlBufferPtr buffer = xmlBufferCreate();
-    if (xmlSaveCtxtPtr context = xmlSaveToBuffer(buffer, "UTF-8", 0)) {
-        xmlSaveTree(context, node);
-        xmlSaveClose(context);
-    }
-    QByteArray bytes(reinterpret_cast<const char *>(xmlBufferContent(buffer)), xmlBufferLength(buffer));
-    xmlBufferFree(buffer);
-    return bytes;
 }
 
 xmlNodePtr newNode(XMLTree::NodeType type, const QString &name)
