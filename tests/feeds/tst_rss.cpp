@@ -1,0 +1,405 @@
+#include "TestHttpServer.h"
+
+#include "feeds/RSS.h"
+#include "feeds/RSSException.h"
+
+#include <QtTest>
+
+namespace {
+
+QByteArray rss2(const QByteArray &channel)
+{
+    return "<?xml version=\"1.0\"?><rss version=\"2.0\"><channel>" + channel + "</channel></rss>";
+}
+
+RSS::Item item(const QVariantMap &values)
+{
+    return values;
+}
+
+// A feed of items with these titles (an empty string for an item without one) and descriptions.
+std::unique_ptr<RSS> feedOf(const QStringList &titles, const QString &description = QStringLiteral("Body"))
+{
+    QByteArray channel = "<title>F</title>";
+    for (const QString &title : titles) {
+        channel += "<item>";
+        if (!title.isEmpty())
+            channel += "<title>" + title.toUtf8() + "</title>";
+        if (!description.isEmpty())
+            channel += "<description>" + description.toUtf8() + "</description>";
+        channel += "</item>";
+    }
+    return RSS::initWithData(rss2(channel));
+}
+
+} // namespace
+
+class RSSTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void header();
+    void itemValues_data();
+    void itemValues();
+    void feedKinds_data();
+    void feedKinds();
+    void atomEntries();
+    void rejected_data();
+    void rejected();
+    void forgivingParse_data();
+    void forgivingParse();
+    void syntheticFeed();
+    void normalize_data();
+    void normalize();
+    void format_data();
+    void format();
+    void fetch();
+    void fetchFailures_data();
+    void fetchFailures();
+};
+
+void RSSTest::header()
+{
+    auto feed = RSS::initWithData(rss2("<title>News</title><link>http://x/</link>"
+                                       "<image><url>http://x/i.png</url><title></title></image>"
+                                       "<item><title>A</title></item><copyright>late</copyright>"));
+    QVERIFY(feed);
+    const RSS::Header expected{{"title", "News"},
+                               {"link", "http://x/"},
+                               {"image", "urltitle"},
+                               {"imageurl", "http://x/i.png"},
+                               {"imagetitle", ""}};
+    QCOMPARE(feed->headerItems(), expected);
+    QCOMPARE(feed->version(), QStringLiteral("2.0"));
+    QCOMPARE(feed->newsItems().size(), 1);
+}
+
+// One item's children and the value each key ends with.
+void RSSTest::itemValues_data()
+{
+    QTest::addColumn<QByteArray>("children");
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QVariant>("value");
+    QTest::newRow("cdata and text both kept") << QByteArray("<description>a <![CDATA[<b>b</b>]]> c</description>")
+                                              << "description" << QVariant("a <b>b</b> c");
+    QTest::newRow("known references") << QByteArray("<title>&lt;&gt;&quot;&amp;&rsquo;&lsquo;&apos;</title>")
+                                      << "title" << QVariant("<>\"&'''");
+    QTest::newRow("html entity rebuilt") << QByteArray("<title>Caf&eacute;</title>") << "title"
+                                         << QVariant("Caf&eacute;");
+    QTest::newRow("numeric reference decoded") << QByteArray("<title>&#233;&#x41;</title>") << "title"
+                                               << QVariant(QStringLiteral("éA"));
+    QTest::newRow("child element gives its name") << QByteArray("<author><name>Jo</name></author>") << "author"
+                                                  << QVariant("name");
+    QTest::newRow("later element replaces") << QByteArray("<title>one</title><title>two</title>") << "title"
+                                            << QVariant("two");
+    QTest::newRow("other prefix kept whole")
+        << QByteArray("<dc:date xmlns:dc=\"http://purl.org/dc/elements/1.1/\">2026</dc:date>") << "dc:date"
+        << QVariant("2026");
+    QTest::newRow("rss prefix dropped") << QByteArray("<rss:title xmlns:rss=\"http://purl.org/rss/1.0/\">T</rss:title>")
+                                        << "title" << QVariant("T");
+    QTest::newRow("empty element") << QByteArray("<comments/>") << "comments" << QVariant("");
+    QTest::newRow("missing link added") << QByteArray("<title>T</title>") << "link" << QVariant("");
+    QTest::newRow("missing description added") << QByteArray("<title>T</title>") << "description" << QVariant("");
+    QTest::newRow("comment left out") << QByteArray("<title>a<!-- note -->b</title>") << "title" << QVariant("ab");
+    QTest::newRow("source element") << QByteArray("<source url=\"http://s/rss\">S</source>") << "source"
+                                    << QVariant("S");
+    QTest::newRow("source url attribute") << QByteArray("<source url=\"http://s/rss\" homeUrl=\"http://s/\">S</source>")
+                                          << "sourceRssUrl" << QVariant("http://s/rss");
+    QTest::newRow("source home attribute") << QByteArray("<source homeUrl=\"http://s/\">S</source>")
+                                           << "sourceHomeUrl" << QVariant("http://s/");
+    QTest::newRow("enclosure attributes")
+        << QByteArray("<enclosure url=\"http://e/a.mp3\" length=\"12\" type=\"audio/mpeg\"/>") << "enclosure"
+        << QVariant(QVariantMap{{"url", "http://e/a.mp3"}, {"length", "12"}, {"type", "audio/mpeg"}});
+}
+
+void RSSTest::itemValues()
+{
+    QFETCH(QByteArray, children);
+    QFETCH(QString, key);
+    QFETCH(QVariant, value);
+    auto feed = RSS::initWithData(rss2("<item>" + children + "</item>"));
+    QVERIFY(feed);
+    QCOMPARE(feed->newsItems().size(), 1);
+    QCOMPARE(feed->newsItems().first().value(key), value);
+}
+
+void RSSTest::feedKinds_data()
+{
+    QTest::addColumn<QByteArray>("xml");
+    QTest::addColumn<QString>("version");
+    QTest::addColumn<bool>("atom");
+    QTest::addColumn<QStringList>("titles");
+    QTest::newRow("rss 0.91") << QByteArray("<rss version=\"0.91\"><channel><item><title>A</title></item>"
+                                            "<item><title>B</title></item></channel></rss>")
+                              << "0.91" << false << QStringList{"A", "B"};
+    QTest::newRow("rss without version") << QByteArray("<rss><channel><item><title>A</title></item></channel></rss>")
+                                         << QString() << false << QStringList{"A"};
+    QTest::newRow("rdf items beside the channel")
+        << QByteArray("<rdf:RDF xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\" "
+                      "xmlns=\"http://purl.org/rss/1.0/\"><channel><title>C</title></channel>"
+                      "<item><title>A</title></item><item><title>B</title></item></rdf:RDF>")
+        << "rdf" << false << QStringList{"A", "B"};
+    QTest::newRow("rss-prefixed rdf")
+        << QByteArray("<rdf:RDF xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\" "
+                      "xmlns:rss=\"http://purl.org/rss/1.0/\"><rss:channel><rss:title>C</rss:title></rss:channel>"
+                      "<rss:item><rss:title>A</rss:title></rss:item></rdf:RDF>")
+        << "rdf" << false << QStringList{"A"};
+    QTest::newRow("atom 1.0 has no version")
+        << QByteArray("<feed xmlns=\"http://www.w3.org/2005/Atom\"><title>F</title>"
+                      "<entry><title>A</title></entry><item><title>no</title></item></feed>")
+        << QString() << true << QStringList{"A"};
+    QTest::newRow("atom 0.3") << QByteArray("<feed version=\"0.3\" xmlns=\"http://purl.org/atom/ns#\">"
+                                            "<entry><title>A</title></entry></feed>")
+                              << "0.3" << true << QStringList{"A"};
+    QTest::newRow("last channel wins")
+        << QByteArray("<rss><channel><item><title>first</title></item></channel>"
+                      "<channel><item><title>second</title></item></channel></rss>")
+        << QString() << false << QStringList{"second"};
+}
+
+void RSSTest::feedKinds()
+{
+    QFETCH(QByteArray, xml);
+    QFETCH(QString, version);
+    QFETCH(bool, atom);
+    QFETCH(QStringList, titles);
+    auto feed = RSS::initWithData(xml);
+    QVERIFY(feed);
+    QCOMPARE(feed->version(), version);
+    QCOMPARE(feed->isAtomFeed(), atom);
+    QStringList found;
+    for (const RSS::Item &entry : feed->newsItems())
+        found.append(entry.value("title").toString());
+    QCOMPARE(found, titles);
+}
+
+void RSSTest::atomEntries()
+{
+    auto feed = RSS::initWithData("<feed xmlns=\"http://www.w3.org/2005/Atom\"><title>F</title>"
+                                  "<link href=\"http://site/\"/><entry><title>A</title>"
+                                  "<link rel=\"alternate\" href=\"http://a/1\"/><link rel=\"enclosure\" href=\"http://a/2\"/>"
+                                  "<summary>short</summary><content type=\"html\">long &lt;b&gt;</content>"
+                                  "<author><name>Jo</name></author></entry>"
+                                  "<entry><link/><content type=\"xhtml\"><div xmlns=\"http://www.w3.org/1999/xhtml\">"
+                                  "<p>x</p></div></content></entry></feed>");
+    QVERIFY(feed);
+    QCOMPARE(feed->headerItems().value("title"), QStringLiteral("F"));
+    QVERIFY(!feed->headerItems().contains("entry"));
+    const RSS::Item first = feed->newsItems().at(0);
+    QCOMPARE(first.value("link").toString(), QStringLiteral("http://a/2"));
+    QCOMPARE(first.value("description").toString(), QStringLiteral("<content type=\"html\">long &lt;b&gt;</content>"));
+    QCOMPARE(first.value("author").toString(), QStringLiteral("name"));
+    QVERIFY(!first.contains("summary"));
+    const RSS::Item second = feed->newsItems().at(1);
+    QCOMPARE(second.value("link").toString(), QString(""));
+    QCOMPARE(second.value("description").toString(),
+             QStringLiteral("<content type=\"xhtml\"><div xmlns=\"http://www.w3.org/1999/xhtml\"><p>x</p></div></content>"));
+}
+
+void RSSTest::rejected_data()
+{
+    QTest::addColumn<QByteArray>("data");
+    QTest::newRow("empty") << QByteArray();
+    QTest::newRow("not xml") << QByteArray("hello, world");
+    QTest::newRow("html page") << QByteArray("<!DOCTYPE html><html><head><title>x</title></head><body><p>hi<br></body>");
+    QTest::newRow("rss without channel") << QByteArray("<rss version=\"2.0\"><item><title>A</title></item></rss>");
+    QTest::newRow("other root") << QByteArray("<opml><body/></opml>");
+    QTest::newRow("rdf without channel")
+        << QByteArray("<rdf:RDF xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\"><item/></rdf:RDF>");
+    QTest::newRow("billion laughs")
+        << QByteArray("<?xml version=\"1.0\"?><!DOCTYPE rss [<!ENTITY a \"aaaaaaaaaa\">"
+                      "<!ENTITY b \"&a;&a;&a;&a;&a;&a;&a;&a;&a;&a;\"><!ENTITY c \"&b;&b;&b;&b;&b;&b;&b;&b;&b;&b;\">"
+                      "<!ENTITY d \"&c;&c;&c;&c;&c;&c;&c;&c;&c;&c;\"><!ENTITY e \"&d;&d;&d;&d;&d;&d;&d;&d;&d;&d;\">"
+                      "<!ENTITY f \"&e;&e;&e;&e;&e;&e;&e;&e;&e;&e;\"><!ENTITY g \"&f;&f;&f;&f;&f;&f;&f;&f;&f;&f;\">"
+                      "<!ENTITY h \"&g;&g;&g;&g;&g;&g;&g;&g;&g;&g;\"><!ENTITY i \"&h;&h;&h;&h;&h;&h;&h;&h;&h;&h;\">]>"
+                      "<rss><item><title>&i;&i;&i;&i;&i;&i;&i;&i;&i;&i;</title></item></rss>");
+}
+
+void RSSTest::rejected()
+{
+    QFETCH(QByteArray, data);
+    QVERIFY(!RSS::initWithData(data));
+}
+
+// What a forgiving read keeps of broken feeds, and that entities are never fetched.
+void RSSTest::forgivingParse_data()
+{
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QString>("value");
+    QTest::newRow("bare ampersand in link")
+        << rss2("<item><link>http://x/?a=1&b=2&c</link><title>T &amp; U</title></item>") << "link"
+        << "http://x/?a=1&b=2&c";
+    QTest::newRow("later escapes survive a bare ampersand")
+        << rss2("<item><link>http://x/?a=1&b=2</link><title>T &amp; U &lt;3</title></item>") << "title"
+        << "T & U <3";
+    QTest::newRow("ampersand in cdata untouched")
+        << rss2("<item><link>http://x/?a=1&b</link><description><![CDATA[a &amp b]]></description></item>")
+        << "description"
+        << "a &amp b";
+    QTest::newRow("upper-case hex reference")
+        << rss2("<item><link>http://x/?a&b</link><title>&#X61;</title></item>") << "title"
+        << "a";
+    QTest::newRow("truncated end") << QByteArray("<rss version=\"2.0\"><channel><item><title>Kept</title></item>"
+                                                 "</channel></rss")
+                                   << "title"
+                                   << "Kept";
+    QTest::newRow("declared entity replaced")
+        << QByteArray("<!DOCTYPE rss [<!ENTITY who \"World\">]><rss><channel><item><title>Hi &who;</title>"
+                      "</item></channel></rss>")
+        << "title"
+        << "Hi World";
+    QTest::newRow("external entity not read")
+        << QByteArray("<!DOCTYPE rss [<!ENTITY secret SYSTEM \"file:///etc/passwd\">]><rss><channel><item>"
+                      "<title>x&secret;y</title></item></channel></rss>")
+        << "title"
+        << "x&secret;y";
+}
+
+void RSSTest::forgivingParse()
+{
+    QFETCH(QByteArray, data);
+    QFETCH(QString, key);
+    QFETCH(QString, value);
+    auto feed = RSS::initWithData(data);
+    QVERIFY(feed);
+    QCOMPARE(feed->newsItems().size(), 1);
+    QCOMPARE(feed->newsItems().first().value(key).toString(), value);
+}
+
+void RSSTest::syntheticFeed()
+{
+    auto feed = RSS::initWithTitle("T", "D");
+    QCOMPARE(feed->version(), QStringLiteral("synthetic"));
+    QCOMPARE(feed->headerItems(), (RSS::Header{{"title", "T"}, {"description", "D"}}));
+    QVERIFY(feed->newsItems().isEmpty());
+    QVERIFY(!feed->isAtomFeed());
+    QVERIFY(!feed->isRdf());
+}
+
+void RSSTest::normalize_data()
+{
+    QTest::addColumn<QVariantMap>("before");
+    QTest::addColumn<QVariantMap>("after");
+    QTest::newRow("title from first tag's text")
+        << QVariantMap{{"description", "<p>Hello <b>world</b></p>"}, {"link", "http://l/"}}
+        << QVariantMap{{"description", "<p>Hello <b>world</b></p>"}, {"link", "http://l/"}, {"title", "Hello"}};
+    QTest::newRow("title from first words")
+        << QVariantMap{{"description", "<p></p>one two three four five six seven"}}
+        << QVariantMap{{"description", "<p></p>one two three four five six seven"},
+                       {"link", ""},
+                       {"title", "one two three four five..."}};
+    QTest::newRow("link from description")
+        << QVariantMap{{"title", " T "}, {"description", "  see <a href=\"http://x/y\">here</a> "}, {"link", " "}}
+        << QVariantMap{{"title", "T"}, {"description", "see <a href=\"http://x/y\">here</a>"}, {"link", "http://x/y"}};
+    QTest::newRow("nothing at all")
+        << QVariantMap{} << QVariantMap{{"title", "Untitled"}, {"description", ""}, {"link", ""}};
+    QTest::newRow("long title becomes the description")
+        << QVariantMap{{"title", "Sixty characters of title text are here to be cut down a lot"}}
+        << QVariantMap{{"title", "Sixty characters of title text are here..."},
+                       {"description", "Sixty characters of title text are here to be cut down a lot"},
+                       {"link", ""}};
+    QTest::newRow("long title kept with a description")
+        << QVariantMap{{"title", "Sixty characters of title text are here to be cut down a lot"}, {"description", "d"}}
+        << QVariantMap{{"title", "Sixty characters of title text are here to be cut down a lot"},
+                       {"description", "d"},
+                       {"link", ""}};
+    QTest::newRow("markup stripped from title")
+        << QVariantMap{{"title", "<b>Bold</b> move"}, {"description", "d"}}
+        << QVariantMap{{"title", "Bold move"}, {"description", "d"}, {"link", ""}};
+    QTest::newRow("converted title for a twice-escaped entity")
+        << QVariantMap{{"title", "Caf&amp;eacute; news"}, {"description", "d"}}
+        << QVariantMap{{"title", "Caf&eacute; news"},
+                       {"convertedTitle", QStringLiteral("Café news")},
+                       {"description", "d"},
+                       {"link", ""}};
+    QTest::newRow("no converted title without an ampersand")
+        << QVariantMap{{"title", "Plain; news"}, {"description", "d"}}
+        << QVariantMap{{"title", "Plain; news"}, {"description", "d"}, {"link", ""}};
+}
+
+void RSSTest::normalize()
+{
+    QFETCH(QVariantMap, before);
+    QFETCH(QVariantMap, after);
+    RSS::Item entry = item(before);
+    RSS::normalizeRSSItem(entry);
+    QCOMPARE(entry, after);
+}
+
+void RSSTest::format_data()
+{
+    QTest::addColumn<QStringList>("titles");
+    QTest::addColumn<QVariantMap>("options");
+    QTest::addColumn<QString>("text");
+    const QString rule = QStringLiteral("\r-------\r");
+    QTest::newRow("fewer items than the limit end with the rule")
+        << QStringList{"A", "B"} << QVariantMap{} << "A\r\rBody" + rule + "B\r\rBody\r-------";
+    QTest::newRow("exactly the limit ends with the body")
+        << QStringList{"A", "B"} << QVariantMap{{"numberOfArticles", 2}} << "A\r\rBody" + rule + "B\r\rBody";
+    QTest::newRow("untitled items do not count")
+        << QStringList{"", "A", "B", "C"} << QVariantMap{{"numberOfArticles", 2}, {"showSummary", false}}
+        << "A" + rule + "B";
+    QTest::newRow("no summary") << QStringList{"A"} << QVariantMap{{"showSummary", false}} << "A\r-------";
+    QTest::newRow("zero articles") << QStringList{"A", "B"} << QVariantMap{{"numberOfArticles", 0}} << "";
+    QTest::newRow("negative articles") << QStringList{"A"} << QVariantMap{{"numberOfArticles", -3}} << "";
+    QTest::newRow("article links")
+        << QStringList{"Mars: a/b"} << QVariantMap{{"withArticles", true}, {"numberOfArticles", 1}}
+        << "<a href=\"_pages/Mars- a-b.txt\">Mars- a-b</a>\r\rBody";
+    QTest::newRow("article file name cut to 40 characters")
+        << QStringList{"Words words words words words words words words words"}
+        << QVariantMap{{"withArticles", true}, {"numberOfArticles", 1}, {"showSummary", false}}
+        << "<a href=\"_pages/Words words words words words words word.txt\">"
+           "Words words words words words words words words words</a>";
+}
+
+void RSSTest::format()
+{
+    QFETCH(QStringList, titles);
+    QFETCH(QVariantMap, options);
+    QFETCH(QString, text);
+    auto feed = feedOf(titles);
+    QVERIFY(feed);
+    QCOMPARE(feed->formatWithOptions(options), text);
+}
+
+void RSSTest::fetch()
+{
+    TestHttpServer server;
+    QVERIFY(server.isListening());
+    server.serve("/feed.xml", rss2("<title>Served</title><item><title>A</title></item>"), "application/rss+xml");
+    QString feedUrl = server.url("/feed.xml").toString();
+    feedUrl.replace(0, 4, QStringLiteral("feed"));
+    auto feed = RSS::initWithURL(QUrl(feedUrl), true);
+    QVERIFY(feed);
+    QVERIFY(feed->normalize());
+    QCOMPARE(feed->headerItems().value("title"), QStringLiteral("Served"));
+    QCOMPARE(server.requestCount("/feed.xml"), 1);
+}
+
+void RSSTest::fetchFailures_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("exception");
+    QTest::newRow("empty body") << "/empty" << "RSSNoData";
+    QTest::newRow("connection reset") << "/reset" << "RSSDownloadFailed";
+}
+
+void RSSTest::fetchFailures()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, exception);
+    TestHttpServer server;
+    server.serve("/empty", QByteArray());
+    try {
+        RSS::initWithURL(server.url(path), false);
+        QFAIL("no exception");
+    } catch (const RSSException &error) {
+        QCOMPARE(error.name(), exception);
+        QVERIFY(!error.reason().isEmpty());
+    }
+}
+
+QTEST_GUILESS_MAIN(RSSTest)
+#include "tst_rss.moc"
