@@ -1,7 +1,7 @@
 # Thin wrapper: CMake and Ninja do the work, the scripts hold the longer recipes.
 BUILD ?= build
 
-.PHONY: all build run test check bench fuzz format format-check clean
+.PHONY: all build run demo test check bench fuzz format format-check clean
 
 all: build
 
@@ -15,6 +15,10 @@ build: $(BUILD)/build.ninja
 run: build
 	$(BUILD)/bin/tivaro ipods
 	scripts/example-note $(BUILD)
+
+# The first thing to try: sample news feeds synced onto a demo iPod in ./tivaro-demo.
+demo: build
+	$(BUILD)/bin/tivaro demo
 
 # The quick loop while developing.
 test: build

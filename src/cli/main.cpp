@@ -4,11 +4,13 @@
 #include "commands/ContactsRemoveCommand.h"
 #include "commands/ContactsWriteCommand.h"
 #include "commands/DefaultsCommand.h"
+#include "commands/DemoCommand.h"
 #include "commands/FetchCommand.h"
 #include "commands/Html2TextCommand.h"
 #include "commands/IPodInfoCommand.h"
 #include "commands/IPodsCommand.h"
 #include "commands/LogCommand.h"
+#include "commands/NewsImportCommand.h"
 #include "commands/NoteWriteCommand.h"
 #include "commands/OpmlCommand.h"
 #include "commands/PluginsCommand.h"
@@ -45,6 +47,8 @@ int main(int argc, char *argv[])
     registry.add(std::make_unique<FetchCommand>());
     registry.add(std::make_unique<Html2TextCommand>());
     registry.add(std::make_unique<OpmlCommand>());
+    registry.add(std::make_unique<NewsImportCommand>());
+    registry.add(std::make_unique<DemoCommand>());
 
     Console console;
     // Nothing the user gives may end in an abort: every escaping error becomes one line.

@@ -83,16 +83,16 @@ void RSSTest::itemValues_data()
     QTest::addColumn<QVariant>("value");
     QTest::newRow("cdata and text both kept") << QByteArray("<description>a <![CDATA[<b>b</b>]]> c</description>")
                                               << "description" << QVariant("a <b>b</b> c");
-    QTest::newRow("known references") << QByteArray("<title>&lt;&gt;&quot;&amp;&rsquo;&lsquo;&apos;</title>")
-                                      << "title" << QVariant("<>\"&'''");
+    QTest::newRow("known references") << QByteArray("<title>&lt;&gt;&quot;&amp;&rsquo;&lsquo;&apos;</title>") << "title"
+                                      << QVariant("<>\"&'''");
     QTest::newRow("html entity rebuilt") << QByteArray("<title>Caf&eacute;</title>") << "title"
                                          << QVariant("Caf&eacute;");
-    QTest::newRow("numeric reference decoded") << QByteArray("<title>&#233;&#x41;</title>") << "title"
-                                               << QVariant(QStringLiteral("éA"));
-    QTest::newRow("child element gives its name") << QByteArray("<author><name>Jo</name></author>") << "author"
-                                                  << QVariant("name");
-    QTest::newRow("later element replaces") << QByteArray("<title>one</title><title>two</title>") << "title"
-                                            << QVariant("two");
+    QTest::newRow("numeric reference decoded")
+        << QByteArray("<title>&#233;&#x41;</title>") << "title" << QVariant(QStringLiteral("éA"));
+    QTest::newRow("child element gives its name")
+        << QByteArray("<author><name>Jo</name></author>") << "author" << QVariant("name");
+    QTest::newRow("later element replaces")
+        << QByteArray("<title>one</title><title>two</title>") << "title" << QVariant("two");
     QTest::newRow("other prefix kept whole")
         << QByteArray("<dc:date xmlns:dc=\"http://purl.org/dc/elements/1.1/\">2026</dc:date>") << "dc:date"
         << QVariant("2026");
@@ -106,8 +106,8 @@ void RSSTest::itemValues_data()
                                     << QVariant("S");
     QTest::newRow("source url attribute") << QByteArray("<source url=\"http://s/rss\" homeUrl=\"http://s/\">S</source>")
                                           << "sourceRssUrl" << QVariant("http://s/rss");
-    QTest::newRow("source home attribute") << QByteArray("<source homeUrl=\"http://s/\">S</source>")
-                                           << "sourceHomeUrl" << QVariant("http://s/");
+    QTest::newRow("source home attribute")
+        << QByteArray("<source homeUrl=\"http://s/\">S</source>") << "sourceHomeUrl" << QVariant("http://s/");
     QTest::newRow("enclosure attributes")
         << QByteArray("<enclosure url=\"http://e/a.mp3\" length=\"12\" type=\"audio/mpeg\"/>") << "enclosure"
         << QVariant(QVariantMap{{"url", "http://e/a.mp3"}, {"length", "12"}, {"type", "audio/mpeg"}});
@@ -152,10 +152,9 @@ void RSSTest::feedKinds_data()
     QTest::newRow("atom 0.3") << QByteArray("<feed version=\"0.3\" xmlns=\"http://purl.org/atom/ns#\">"
                                             "<entry><title>A</title></entry></feed>")
                               << "0.3" << true << QStringList{"A"};
-    QTest::newRow("last channel wins")
-        << QByteArray("<rss><channel><item><title>first</title></item></channel>"
-                      "<channel><item><title>second</title></item></channel></rss>")
-        << QString() << false << QStringList{"second"};
+    QTest::newRow("last channel wins") << QByteArray("<rss><channel><item><title>first</title></item></channel>"
+                                                     "<channel><item><title>second</title></item></channel></rss>")
+                                       << QString() << false << QStringList{"second"};
 }
 
 void RSSTest::feedKinds()
@@ -176,13 +175,14 @@ void RSSTest::feedKinds()
 
 void RSSTest::atomEntries()
 {
-    auto feed = RSS::initWithData("<feed xmlns=\"http://www.w3.org/2005/Atom\"><title>F</title>"
-                                  "<link href=\"http://site/\"/><entry><title>A</title>"
-                                  "<link rel=\"alternate\" href=\"http://a/1\"/><link rel=\"enclosure\" href=\"http://a/2\"/>"
-                                  "<summary>short</summary><content type=\"html\">long &lt;b&gt;</content>"
-                                  "<author><name>Jo</name></author></entry>"
-                                  "<entry><link/><content type=\"xhtml\"><div xmlns=\"http://www.w3.org/1999/xhtml\">"
-                                  "<p>x</p></div></content></entry></feed>");
+    auto feed =
+        RSS::initWithData("<feed xmlns=\"http://www.w3.org/2005/Atom\"><title>F</title>"
+                          "<link href=\"http://site/\"/><entry><title>A</title>"
+                          "<link rel=\"alternate\" href=\"http://a/1\"/><link rel=\"enclosure\" href=\"http://a/2\"/>"
+                          "<summary>short</summary><content type=\"html\">long &lt;b&gt;</content>"
+                          "<author><name>Jo</name></author></entry>"
+                          "<entry><link/><content type=\"xhtml\"><div xmlns=\"http://www.w3.org/1999/xhtml\">"
+                          "<p>x</p></div></content></entry></feed>");
     QVERIFY(feed);
     QCOMPARE(feed->headerItems().value("title"), QStringLiteral("F"));
     QVERIFY(!feed->headerItems().contains("entry"));
@@ -193,8 +193,9 @@ void RSSTest::atomEntries()
     QVERIFY(!first.contains("summary"));
     const RSS::Item second = feed->newsItems().at(1);
     QCOMPARE(second.value("link").toString(), QString(""));
-    QCOMPARE(second.value("description").toString(),
-             QStringLiteral("<content type=\"xhtml\"><div xmlns=\"http://www.w3.org/1999/xhtml\"><p>x</p></div></content>"));
+    QCOMPARE(
+        second.value("description").toString(),
+        QStringLiteral("<content type=\"xhtml\"><div xmlns=\"http://www.w3.org/1999/xhtml\"><p>x</p></div></content>"));
 }
 
 void RSSTest::rejected_data()
@@ -202,18 +203,19 @@ void RSSTest::rejected_data()
     QTest::addColumn<QByteArray>("data");
     QTest::newRow("empty") << QByteArray();
     QTest::newRow("not xml") << QByteArray("hello, world");
-    QTest::newRow("html page") << QByteArray("<!DOCTYPE html><html><head><title>x</title></head><body><p>hi<br></body>");
+    QTest::newRow("html page") << QByteArray(
+        "<!DOCTYPE html><html><head><title>x</title></head><body><p>hi<br></body>");
     QTest::newRow("rss without channel") << QByteArray("<rss version=\"2.0\"><item><title>A</title></item></rss>");
     QTest::newRow("other root") << QByteArray("<opml><body/></opml>");
-    QTest::newRow("rdf without channel")
-        << QByteArray("<rdf:RDF xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\"><item/></rdf:RDF>");
-    QTest::newRow("billion laughs")
-        << QByteArray("<?xml version=\"1.0\"?><!DOCTYPE rss [<!ENTITY a \"aaaaaaaaaa\">"
-                      "<!ENTITY b \"&a;&a;&a;&a;&a;&a;&a;&a;&a;&a;\"><!ENTITY c \"&b;&b;&b;&b;&b;&b;&b;&b;&b;&b;\">"
-                      "<!ENTITY d \"&c;&c;&c;&c;&c;&c;&c;&c;&c;&c;\"><!ENTITY e \"&d;&d;&d;&d;&d;&d;&d;&d;&d;&d;\">"
-                      "<!ENTITY f \"&e;&e;&e;&e;&e;&e;&e;&e;&e;&e;\"><!ENTITY g \"&f;&f;&f;&f;&f;&f;&f;&f;&f;&f;\">"
-                      "<!ENTITY h \"&g;&g;&g;&g;&g;&g;&g;&g;&g;&g;\"><!ENTITY i \"&h;&h;&h;&h;&h;&h;&h;&h;&h;&h;\">]>"
-                      "<rss><item><title>&i;&i;&i;&i;&i;&i;&i;&i;&i;&i;</title></item></rss>");
+    QTest::newRow("rdf without channel") << QByteArray(
+        "<rdf:RDF xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\"><item/></rdf:RDF>");
+    QTest::newRow("billion laughs") << QByteArray(
+        "<?xml version=\"1.0\"?><!DOCTYPE rss [<!ENTITY a \"aaaaaaaaaa\">"
+        "<!ENTITY b \"&a;&a;&a;&a;&a;&a;&a;&a;&a;&a;\"><!ENTITY c \"&b;&b;&b;&b;&b;&b;&b;&b;&b;&b;\">"
+        "<!ENTITY d \"&c;&c;&c;&c;&c;&c;&c;&c;&c;&c;\"><!ENTITY e \"&d;&d;&d;&d;&d;&d;&d;&d;&d;&d;\">"
+        "<!ENTITY f \"&e;&e;&e;&e;&e;&e;&e;&e;&e;&e;\"><!ENTITY g \"&f;&f;&f;&f;&f;&f;&f;&f;&f;&f;\">"
+        "<!ENTITY h \"&g;&g;&g;&g;&g;&g;&g;&g;&g;&g;\"><!ENTITY i \"&h;&h;&h;&h;&h;&h;&h;&h;&h;&h;\">]>"
+        "<rss><item><title>&i;&i;&i;&i;&i;&i;&i;&i;&i;&i;</title></item></rss>");
 }
 
 void RSSTest::rejected()
@@ -285,16 +287,15 @@ void RSSTest::normalize_data()
     QTest::newRow("title from first tag's text")
         << QVariantMap{{"description", "<p>Hello <b>world</b></p>"}, {"link", "http://l/"}}
         << QVariantMap{{"description", "<p>Hello <b>world</b></p>"}, {"link", "http://l/"}, {"title", "Hello"}};
-    QTest::newRow("title from first words")
-        << QVariantMap{{"description", "<p></p>one two three four five six seven"}}
-        << QVariantMap{{"description", "<p></p>one two three four five six seven"},
-                       {"link", ""},
-                       {"title", "one two three four five..."}};
+    QTest::newRow("title from first words") << QVariantMap{{"description", "<p></p>one two three four five six seven"}}
+                                            << QVariantMap{{"description", "<p></p>one two three four five six seven"},
+                                                           {"link", ""},
+                                                           {"title", "one two three four five..."}};
     QTest::newRow("link from description")
         << QVariantMap{{"title", " T "}, {"description", "  see <a href=\"http://x/y\">here</a> "}, {"link", " "}}
         << QVariantMap{{"title", "T"}, {"description", "see <a href=\"http://x/y\">here</a>"}, {"link", "http://x/y"}};
-    QTest::newRow("nothing at all")
-        << QVariantMap{} << QVariantMap{{"title", "Untitled"}, {"description", ""}, {"link", ""}};
+    QTest::newRow("nothing at all") << QVariantMap{}
+                                    << QVariantMap{{"title", "Untitled"}, {"description", ""}, {"link", ""}};
     QTest::newRow("long title becomes the description")
         << QVariantMap{{"title", "Sixty characters of title text are here to be cut down a lot"}}
         << QVariantMap{{"title", "Sixty characters of title text are here..."},
@@ -344,9 +345,9 @@ void RSSTest::format_data()
     QTest::newRow("no summary") << QStringList{"A"} << QVariantMap{{"showSummary", false}} << "A\r-------";
     QTest::newRow("zero articles") << QStringList{"A", "B"} << QVariantMap{{"numberOfArticles", 0}} << "";
     QTest::newRow("negative articles") << QStringList{"A"} << QVariantMap{{"numberOfArticles", -3}} << "";
-    QTest::newRow("article links")
-        << QStringList{"Mars: a/b"} << QVariantMap{{"withArticles", true}, {"numberOfArticles", 1}}
-        << "<a href=\"_pages/Mars- a-b.txt\">Mars- a-b</a>\r\rBody";
+    QTest::newRow("article links") << QStringList{"Mars: a/b"}
+                                   << QVariantMap{{"withArticles", true}, {"numberOfArticles", 1}}
+                                   << "<a href=\"_pages/Mars- a-b.txt\">Mars- a-b</a>\r\rBody";
     QTest::newRow("article file name cut to 40 characters")
         << QStringList{"Words words words words words words words words words"}
         << QVariantMap{{"withArticles", true}, {"numberOfArticles", 1}, {"showSummary", false}}
@@ -382,8 +383,10 @@ void RSSTest::fetchFailures_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("exception");
-    QTest::newRow("empty body") << "/empty" << "RSSNoData";
-    QTest::newRow("connection reset") << "/reset" << "RSSDownloadFailed";
+    QTest::newRow("empty body") << "/empty"
+                                << "RSSNoData";
+    QTest::newRow("connection reset") << "/reset"
+                                      << "RSSDownloadFailed";
 }
 
 void RSSTest::fetchFailures()

@@ -15,7 +15,6 @@ public:
     QString summary() const override { return QStringLiteral("Read, write or delete a plug-in's preferences"); }
     int run(const QStringList &arguments, Console &console) override;
 
-private:
     // The plug-in's preferences; null, after saying why, when there is no such plug-in.
     static std::unique_ptr<PreferenceStore> storeFor(const QString &plugin, Console &console);
 };

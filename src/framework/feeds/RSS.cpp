@@ -186,7 +186,8 @@ void RSS::createItemsArray(const xmlNode &document)
     // RDF items are the channel's siblings; Atom entries are the feed's children.
     const xmlNode *parent = (m_flRdf || m_atom) ? rootTree(document) : getChannelTree(document);
     if (!parent)
-        throw RSSException(QStringLiteral("RSSCreateItemsArrayFailed"), QStringLiteral("Couldn't find the news items."));
+        throw RSSException(QStringLiteral("RSSCreateItemsArrayFailed"),
+                           QStringLiteral("Couldn't find the news items."));
     QList<Item> items;
     for (const xmlNode *child = parent->children; child; child = child->next) {
         if (child->type != XML_ELEMENT_NODE)

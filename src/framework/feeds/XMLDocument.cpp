@@ -103,7 +103,8 @@ qsizetype referenceLength(const QByteArray &data, qsizetype at)
         if (hex)
             ++i;
         const qsizetype digits = i;
-        while (i < size && (hex ? isxdigit(static_cast<unsigned char>(data[i])) : isdigit(static_cast<unsigned char>(data[i]))))
+        while (i < size &&
+               (hex ? isxdigit(static_cast<unsigned char>(data[i])) : isdigit(static_cast<unsigned char>(data[i]))))
             ++i;
         return (i > digits && i < size && data[i] == ';') ? i + 1 - at : 0;
     }

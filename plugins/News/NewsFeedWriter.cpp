@@ -1,0 +1,101 @@
+#include "NewsFeedWriter.h"
+
+#include "feeds/NSStringXtra.h"
+#include "feeds/RSS.h"
+#include "feeds/XMLTree.h"
+#include "ipod/TVRiPod.h"
+
+const QString NewsFeedWriter::newsFolder = QStringLiteral("News");
+
+namespace {
+
+QString noteTitle(const NewsSubscription &feed, const RSS &rss)
+{
+    if (!NSStringXtra::stringIsEmpty(feed.title))
+        return NSStringXtra::trimWhiteSpace(feed.title);
+    const QString own = NSStringXtra::trimWhiteSpace(NSStringXtra::stripHTML(rss.headerItems().value(QStringLiteral("title"))));
+    return own.isEmpty() ? feed.url.host() : own;
+}
+
+QString articleText(const QVariantMap &item)
+{
+    const QString title = NSStringXtra::trimWhiteSpace(item.value(QStringLiteral("title")).toString());
+    const QString body = NSStringXtra::makeHTMLReadable(item.value(QStringLiteral("description")).toString());
+    const QString link = item.value(QStringLiteral("link")).toString();
+    QString text = title + QStringLiteral("\r\r") + body;
+    if (!link.isEmpty())
+        text = NSStringXtra::trimWhiteSpace(text) + QStringLiteral("\r\r") + link;
+    return text;
+}
+
+// An Atom item's description is its content element written out whole; a note wants the page
+// inside it: the escaped HTML of type "html", the markup of type "xhtml", the text of type "text".
+QString atomContentAsHtml(const QString &serialised)
+{
+    const std::shared_ptr<XMLTree> document = XMLTree::treeWithData(serialised.toUtf8());
+    const std::shared_ptr<XMLTree> content =
+        !document ? nullptr : (document->count() >= 2 ? document->rootTree() : document->childAtIndex(0));
+    if (!content || content->type() != XMLTree::Element)
+        return serialised;
+    const QString type = content->attributeNamed(QStringLiteral("type"));
+    const QString mode = content->attributeNamed(QStringLiteral("mode"));
+    const bool markup = type == QLatin1String("xhtml") || type.endsWith(QLatin1String("xml")) || mode == QLatin1String("xml");
+    QString inside;
+    for (const std::shared_ptr<XMLTree> &child : content->children())
+        inside += markup ? child->xml() : child->name();
+    if (type == QLatin1String("text"))
+        return inside.toHtmlEscaped();
+    return inside;
+}
+
+} // namespace
+
+QString NewsFeedWriter::articleName(const QString &title)
+{
+    // The same name formatWithOptions() writes into the link.
+    return NSStringXtra::wordsUpTo(NSStringXtra::correctFilename(NSStringXtra::trimWhiteSpace(title)), 40);
+}
+
+std::optional<int> NewsFeedWriter::write(const NewsSubscription &feed, const QByteArray &data, QString *error)
+{
+    std::unique_ptr<RSS> rss = RSS::initWithData(data, true);
+    if (!rss) {
+        *error = QStringLiteral("\"%1\" (%2) is not a news feed.").arg(feed.title, feed.url.toString());
+        return std::nullopt;
+    }
+    for (RSS::Item &item : rss->newsItems()) {
+        if (rss->isAtomFeed())
+            item.insert(QStringLiteral("description"), atomContentAsHtml(item.value(QStringLiteral("description")).toString()));
+        RSS::normalizeRSSItem(item);
+    }
+    const QString title = noteTitle(feed, *rss);
+    if (!m_iPod.writeNoteToiPod(rss->formatWithOptions(feed.formatOptions), title, newsFolder)) {
+        *error = QStringLiteral("Cannot write the note \"%1\": %2").arg(title, m_iPod.lastErrorString());
+        return std::nullopt;
+    }
+    int written = 1;
+    if (feed.formatOptions.value(QStringLiteral("withArticles")).toBool())
+        written += writeArticles(rss->newsItems(), feed.formatOptions, error);
+    return error->isEmpty() ? std::optional<int>(written) : std::nullopt;
+}
+
+int NewsFeedWriter::writeArticles(const QList<QVariantMap> &items, const QVariantMap &options, QString *error)
+{
+    // The same items formatWithOptions() lists: the first ones with a title, up to the limit.
+    const int limit = options.value(QStringLiteral("numberOfArticles"), 10).toInt();
+    const QString folder = newsFolder + QLatin1Char('/') + TVRiPod::pagesOverflowDirectory();
+    int written = 0;
+    for (const QVariantMap &item : items) {
+        if (written >= limit)
+            break;
+        if (!item.contains(QStringLiteral("title")))
+            continue;
+        const QString name = articleName(item.value(QStringLiteral("title")).toString());
+        if (!m_iPod.writeNoteToiPod(articleText(item), name, folder)) {
+            *error = QStringLiteral("Cannot write the article \"%1\": %2").arg(name, m_iPod.lastErrorString());
+            break;
+        }
+        ++written;
+    }
+    return written;
+}
