@@ -13,7 +13,8 @@ QString noteTitle(const NewsSubscription &feed, const RSS &rss)
 {
     if (!NSStringXtra::stringIsEmpty(feed.title))
         return NSStringXtra::trimWhiteSpace(feed.title);
-    const QString own = NSStringXtra::trimWhiteSpace(NSStringXtra::stripHTML(rss.headerItems().value(QStringLiteral("title"))));
+    const QString own =
+        NSStringXtra::trimWhiteSpace(NSStringXtra::stripHTML(rss.headerItems().value(QStringLiteral("title"))));
     return own.isEmpty() ? feed.url.host() : own;
 }
 
@@ -39,7 +40,8 @@ QString atomContentAsHtml(const QString &serialised)
         return serialised;
     const QString type = content->attributeNamed(QStringLiteral("type"));
     const QString mode = content->attributeNamed(QStringLiteral("mode"));
-    const bool markup = type == QLatin1String("xhtml") || type.endsWith(QLatin1String("xml")) || mode == QLatin1String("xml");
+    const bool markup =
+        type == QLatin1String("xhtml") || type.endsWith(QLatin1String("xml")) || mode == QLatin1String("xml");
     QString inside;
     for (const std::shared_ptr<XMLTree> &child : content->children())
         inside += markup ? child->xml() : child->name();
@@ -65,7 +67,8 @@ std::optional<int> NewsFeedWriter::write(const NewsSubscription &feed, const QBy
     }
     for (RSS::Item &item : rss->newsItems()) {
         if (rss->isAtomFeed())
-            item.insert(QStringLiteral("description"), atomContentAsHtml(item.value(QStringLiteral("description")).toString()));
+            item.insert(QStringLiteral("description"),
+                        atomContentAsHtml(item.value(QStringLiteral("description")).toString()));
         RSS::normalizeRSSItem(item);
     }
     const QString title = noteTitle(feed, *rss);

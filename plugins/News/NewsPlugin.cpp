@@ -4,14 +4,25 @@
 #include "plugins/TVRPrefs.h"
 
 #include <QDir>
+#include <QHostAddress>
 
 const QString NewsPlugin::subscriptionsKey = QStringLiteral("subscriptions");
 
 namespace {
 
+// Files and feeds served on this machine need no internet connection.
+bool isOnThisMachine(const QUrl &url)
+{
+    if (url.isLocalFile())
+        return true;
+    const QString host = url.host();
+    return host == QLatin1String("localhost") || QHostAddress(host).isLoopback();
+}
+
 bool needsNetwork(const QList<NewsSubscription> &feeds)
 {
-    return std::any_of(feeds.begin(), feeds.end(), [](const NewsSubscription &feed) { return !feed.url.isLocalFile(); });
+    return !std::all_of(feeds.begin(), feeds.end(),
+                        [](const NewsSubscription &feed) { return isOnThisMachine(feed.url); });
 }
 
 } // namespace

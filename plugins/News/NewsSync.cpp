@@ -61,7 +61,8 @@ void NewsSync::downloadFinished(TVRDownloadItem *item)
     const NewsSubscription feed = m_feedOfItem.take(item);
     const QString problem = downloadProblem(*item);
     if (!problem.isNull())
-        m_log->appendError(QStringLiteral("Cannot fetch \"%1\" (%2): %3").arg(feed.title, feed.url.toString(), problem));
+        m_log->appendError(
+            QStringLiteral("Cannot fetch \"%1\" (%2): %3").arg(feed.title, feed.url.toString(), problem));
     else
         writeFeed(feed, item->downloader()->data());
     TVRSyncUtils::incrementSyncProgress();
@@ -85,7 +86,8 @@ QString NewsSync::downloadProblem(const TVRDownloadItem &item)
 void NewsSync::writeFeed(const NewsSubscription &feed, const QByteArray &data)
 {
     if (iPodIsGone()) {
-        m_log->appendError(QStringLiteral("The iPod at %1 is gone; \"%2\" was not written.").arg(m_iPod->path(), feed.title));
+        m_log->appendError(
+            QStringLiteral("The iPod at %1 is gone; \"%2\" was not written.").arg(m_iPod->path(), feed.title));
         return;
     }
     TVRSyncUtils::provideSyncFeedback(QStringLiteral("Writing %1").arg(feed.title));
@@ -116,8 +118,10 @@ void NewsSync::finish()
         return;
     m_finished = true;
     if (m_total > 0) {
-        const QString summary =
-            QStringLiteral("Wrote %1 of %2 news feeds (%3 notes).").arg(m_feedsWritten).arg(m_total).arg(m_notesWritten);
+        const QString summary = QStringLiteral("Wrote %1 of %2 news feeds (%3 notes).")
+                                    .arg(m_feedsWritten)
+                                    .arg(m_total)
+                                    .arg(m_notesWritten);
         m_log->appendLog(m_cancelled ? QStringLiteral("Cancelled. ") + summary : summary);
     }
     TVRSyncUtils::reportSyncComplete(m_reporter);

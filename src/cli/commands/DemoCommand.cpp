@@ -89,8 +89,9 @@ int DemoCommand::run(const QStringList &arguments, Console &console)
     if (const int status = runTivaro({QStringLiteral("news"), QStringLiteral("import"), subscriptions}, environment))
         return console.fail(QStringLiteral("the sample feeds could not be imported"), status);
     console.print(QString());
-    const int status = runTivaro({QStringLiteral("sync"), QStringLiteral("--ipod"), iPod, QStringLiteral("--quick"), QStringLiteral("News")},
-                                 environment);
+    const int status = runTivaro(
+        {QStringLiteral("sync"), QStringLiteral("--ipod"), iPod, QStringLiteral("--quick"), QStringLiteral("News")},
+        environment);
     printNotes(iPod + QStringLiteral("/Notes"), console);
     return status;
 }
@@ -134,10 +135,10 @@ bool DemoCommand::writeSubscriptions(const QString &path, Console &console)
                          ExitCode::Failure);
             return false;
         }
-        outlines += QStringLiteral("    <outline type=\"rss\" text=\"%1\" xmlUrl=\"%2\"%3/>\n")
-                        .arg(xmlEscaped(QLatin1String(feed.title)),
-                             xmlEscaped(QUrl::fromLocalFile(file).toString(QUrl::FullyEncoded)),
-                             QLatin1String(feed.options));
+        outlines +=
+            QStringLiteral("    <outline type=\"rss\" text=\"%1\" xmlUrl=\"%2\"%3/>\n")
+                .arg(xmlEscaped(QLatin1String(feed.title)),
+                     xmlEscaped(QUrl::fromLocalFile(file).toString(QUrl::FullyEncoded)), QLatin1String(feed.options));
     }
     const QString opml = QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<opml version=\"2.0\">\n"
                                         "  <head><title>Tivaro demo feeds</title></head>\n  <body>\n%1  </body>\n"
@@ -184,9 +185,8 @@ void DemoCommand::printNotes(const QString &notesFolder, Console &console)
         files.append(QDir(notesFolder).relativeFilePath(walk.next()));
     files.sort();
     for (const QString &file : files)
-        console.print(QStringLiteral("  %1  %2 bytes")
-                          .arg(file)
-                          .arg(QFileInfo(notesFolder + QLatin1Char('/') + file).size()));
+        console.print(
+            QStringLiteral("  %1  %2 bytes").arg(file).arg(QFileInfo(notesFolder + QLatin1Char('/') + file).size()));
     const QString first = notesFolder + QStringLiteral("/News/Classic iPod Tips.txt");
     QFile page(first);
     if (!page.open(QIODevice::ReadOnly))

@@ -87,7 +87,9 @@ int NewsImportCommand::run(const QStringList &arguments, Console &console)
     store->setValue(kSubscriptionsKey, subscriptionsPath());
     if (!store->save(&error))
         return console.fail(QStringLiteral("cannot save the News settings: %1").arg(error), ExitCode::Failure);
-    console.print(QStringLiteral("News will sync %1 feed%2:").arg(feeds.size()).arg(feeds.size() == 1 ? QString() : QStringLiteral("s")));
+    console.print(QStringLiteral("News will sync %1 feed%2:")
+                      .arg(feeds.size())
+                      .arg(feeds.size() == 1 ? QString() : QStringLiteral("s")));
     for (const QString &feed : feeds)
         console.print(QStringLiteral("  ") + feed);
     return ExitCode::Success;

@@ -1,0 +1,219 @@
+#include "CliRun.h"
+#include "IPodFixture.h"
+#include "TemporaryHome.h"
+#include "TestHttpServer.h"
+
+#include <QDirIterator>
+#include <QRegularExpression>
+#include <QtTest>
+
+namespace {
+
+const QByteArray kRss = "<?xml version=\"1.0\"?><rss version=\"2.0\"><channel><title>Daily</title>"
+                        "<item><title>First story</title><link>http://d/1</link>"
+                        "<description>&lt;p&gt;One &amp;amp; only&lt;/p&gt;</description></item>"
+                        "<item><title>Second: the sequel</title><description>Two</description></item>"
+                        "<item><title>Third</title><description>Three</description></item></channel></rss>";
+
+const QByteArray kAtom = "<feed xmlns=\"http://www.w3.org/2005/Atom\"><title>Weekly</title>"
+                         "<entry><title>Caf&eacute; opens</title><link href=\"http://w/1\"/>"
+                         "<content type=\"html\">&lt;p&gt;Coffee &amp;amp; cake&lt;/p&gt;</content></entry>"
+                         "<entry><title>Markup</title><content type=\"xhtml\"><div xmlns=\"http://www.w3.org/1999/"
+                         "xhtml\"><p>Plain <b>words</b></p></div></content></entry></feed>";
+
+// An outline per feed: (text, url, extra attributes).
+QByteArray opml(const QList<QStringList> &feeds)
+{
+    QByteArray body;
+    for (const QStringList &feed : feeds)
+        body += QStringLiteral("<outline type=\"rss\" text=\"%1\" xmlUrl=\"%2\" %3/>")
+                    .arg(feed.value(0), feed.value(1).toHtmlEscaped(), feed.value(2))
+                    .toUtf8();
+    return "<?xml version=\"1.0\"?><opml version=\"2.0\"><head/><body><outline text=\"Folder\">" + body +
+           "</outline></body></opml>";
+}
+
+// The text of a note after its header and title, with "\n" for the iPod's "\r".
+QString noteText(const QString &path)
+{
+    const QByteArray bytes = IPodFixture::readFile(path);
+    const qsizetype start = bytes.indexOf("</title>");
+    return start < 0 ? QString() : QString::fromUtf8(bytes.mid(start + 8)).replace(QLatin1Char('\r'), QLatin1Char('\n'));
+}
+
+QStringList filesBelow(const QString &folder)
+{
+    QStringList files;
+    QDirIterator walk(folder, QDir::Files, QDirIterator::Subdirectories);
+    while (walk.hasNext())
+        files.append(QDir(folder).relativeFilePath(walk.next()));
+    files.sort();
+    return files;
+}
+
+} // namespace
+
+// The News plug-in through the real program: subscriptions imported from OPML, feeds served on
+// loopback, notes written onto a fixture iPod; and the demo a newcomer runs first.
+class CliNewsTest : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<TemporaryHome> m_home;
+    std::unique_ptr<TestHttpServer> m_server;
+    QString m_iPod;
+
+    QString writeOpml(const QByteArray &bytes)
+    {
+        const QString path = m_home->path() + QStringLiteral("/feeds.opml");
+        IPodFixture::writeFile(m_home->path(), QStringLiteral("feeds.opml"), bytes);
+        return path;
+    }
+
+    CliRun importAndSync(const QList<QStringList> &feeds)
+    {
+        const CliRun imported = CliRun::run({"news", "import", writeOpml(opml(feeds))});
+        if (imported.exitCode != 0)
+            return imported;
+        return CliRun::run({"sync", "--ipod", m_iPod, "--quick", "News"});
+    }
+
+    QString news(const QString &name) const { return noteText(m_iPod + "/Notes/News/" + name + ".txt"); }
+
+private Q_SLOTS:
+    void init()
+    {
+        // The old home goes first: it puts back the environment it found.
+        m_home.reset();
+        m_home = std::make_unique<TemporaryHome>();
+        m_server = std::make_unique<TestHttpServer>();
+        QVERIFY(m_home->isValid() && m_server->isListening());
+        m_server->serve("/daily.xml", kRss, "application/rss+xml");
+        m_server->serve("/weekly.xml", kAtom, "application/atom+xml");
+        m_server->serve("/page.html", "<html><body><p>Not a feed</p></body></html>", "text/html");
+        m_iPod = IPodFixture::createWithFamily(m_home->path() + "/IPOD", 6, "NEWS1");
+    }
+
+    void importNamesTheFeeds()
+    {
+        const CliRun run = CliRun::run(
+            {"news", "import", writeOpml(opml({{"Daily", "http://d/rss"}, {"Weekly", "feed://w/atom"}}))});
+        QCOMPARE(run.exitCode, 0);
+        QCOMPARE(run.out, QStringLiteral("News will sync 2 feeds:\n  Daily <http://d/rss>\n  Weekly <feed://w/atom>\n"));
+        const CliRun setting = CliRun::run({"prefs", "News", "read", "subscriptions"});
+        QVERIFY2(setting.out.trimmed().endsWith("/Tivaro/News/Subscriptions.opml"), qPrintable(setting.out));
+        QVERIFY(IPodFixture::readFile(setting.out.trimmed()).contains("feed://w/atom"));
+    }
+
+    void importRefusesFilesWithoutFeeds_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("no feed outlines") << QByteArray("<opml><body><outline text=\"x\"/></body></opml>");
+        QTest::newRow("no body") << QByteArray("<opml><head/></opml>");
+        QTest::newRow("not xml") << QByteArray("subscriptions, please");
+    }
+
+    void importRefusesFilesWithoutFeeds()
+    {
+        QFETCH(QByteArray, bytes);
+        QCOMPARE(CliRun::run({"news", "import", writeOpml(opml({{"Daily", "http://d/rss"}}))}).exitCode, 0);
+        const CliRun run = CliRun::run({"news", "import", writeOpml(bytes)});
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.err.contains("nothing was changed"), qPrintable(run.err));
+        // The earlier subscriptions are still the ones synced.
+        QVERIFY(IPodFixture::readFile(m_home->path() + "/.local/share/Tivaro/News/Subscriptions.opml")
+                    .contains("http://d/rss"));
+    }
+
+    void writesOneNotePerFeed()
+    {
+        const CliRun run = importAndSync({{"Daily", m_server->url("/daily.xml").toString()},
+                                          {"Weekly", m_server->url("/weekly.xml").toString(), "numberOfArticles=\"1\""}});
+        QVERIFY2(run.exitCode == 0, qPrintable(run.out + run.err));
+        QCOMPARE(news("Daily"), QStringLiteral("First story\n\nOne & only\n-------\nSecond: the sequel\n\nTwo\n-------\n"
+                                               "Third\n\nThree\n-------"));
+        // Atom content is the page inside the element, not its escaped markup.
+        QCOMPARE(news("Weekly"), QStringLiteral("Café opens\n\nCoffee & cake"));
+        QCOMPARE(filesBelow(m_iPod + "/Notes"), (QStringList{"News/Daily.txt", "News/Weekly.txt"}));
+    }
+
+    void articlePagesAreWhereTheLinksPoint()
+    {
+        const CliRun run = importAndSync(
+            {{"Daily", m_server->url("/daily.xml").toString(), "withArticles=\"yes\" showSummary=\"false\""}});
+        QVERIFY2(run.exitCode == 0, qPrintable(run.out + run.err));
+        const QString feedNote = news("Daily");
+        const QRegularExpression link(QStringLiteral("<a href=\"([^\"]+)\">"));
+        QStringList targets;
+        for (const QRegularExpressionMatch &match : link.globalMatch(feedNote))
+            targets.append("News/" + match.captured(1));
+        QCOMPARE(targets, (QStringList{"News/_pages/First story.txt", "News/_pages/Second- the sequel.txt",
+                                       "News/_pages/Third.txt"}));
+        QCOMPARE(filesBelow(m_iPod + "/Notes"), QStringList{"News/Daily.txt"} + targets);
+        QCOMPARE(noteText(m_iPod + "/Notes/News/_pages/First story.txt"),
+                 QStringLiteral("First story\n\nOne & only\n\nhttp://d/1"));
+    }
+
+    // Each broken feed is one error naming it; the good ones are still written.
+    void brokenFeedsAreLoggedAndTheOthersSync()
+    {
+        const CliRun run = importAndSync({{"Gone", m_server->url("/missing.xml").toString()},
+                                          {"Page", m_server->url("/page.html").toString()},
+                                          {"Daily", m_server->url("/daily.xml").toString()},
+                                          {"Dead", "http://127.0.0.1:1/feed.xml"},
+                                          {"Reset", m_server->url("/reset").toString()}});
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.out.contains("1 plug-in run (News), 4 errors"), qPrintable(run.out));
+        for (const QString &expected : {QStringLiteral("Cannot fetch \"Gone\""), QStringLiteral("the server answered 404"),
+                                        QStringLiteral("\"Page\" ("), QStringLiteral("is not a news feed"),
+                                        QStringLiteral("Cannot fetch \"Dead\""), QStringLiteral("Cannot fetch \"Reset\"")})
+            QVERIFY2(run.out.contains(expected) || run.err.contains(expected), qPrintable(expected + "\n" + run.out));
+        QCOMPARE(filesBelow(m_iPod + "/Notes"), QStringList{"News/Daily.txt"});
+    }
+
+    void oldNewsStaysWhenNoFeedArrives()
+    {
+        QCOMPARE(importAndSync({{"Daily", m_server->url("/daily.xml").toString()}}).exitCode, 0);
+        const CliRun offline = importAndSync({{"Daily", "http://127.0.0.1:1/daily.xml"}});
+        QCOMPARE(offline.exitCode, 1);
+        QVERIFY(news("Daily").startsWith("First story"));
+    }
+
+    void withoutSubscriptionsTheSyncSaysWhatToDo()
+    {
+        const CliRun run = CliRun::run({"sync", "--ipod", m_iPod, "--quick", "News"});
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.out.contains("tivaro news import FILE"), qPrintable(run.out));
+    }
+
+    void demoSyncsTheSampleFeeds()
+    {
+        const QString folder = m_home->path() + "/demo";
+        for (int round = 0; round < 2; ++round) {
+            const CliRun run = CliRun::run({"demo", "--folder", folder});
+            QVERIFY2(run.exitCode == 0, qPrintable(run.out + run.err));
+            QVERIFY2(run.out.contains("1 plug-in run (News), 0 errors, 6 notes on the iPod."), qPrintable(run.out));
+            QVERIFY(run.out.contains("News/_pages/Eject before you unplug.txt"));
+        }
+        const QString iPod = folder + "/Tivaro Demo";
+        QCOMPARE(filesBelow(iPod + "/Notes").size(), 6);
+        QVERIFY(noteText(iPod + "/Notes/News/Classic iPod Tips.txt").contains("Turn on Enable disk use"));
+        // Everything the demo keeps stays in its folder: the home's own settings were not written.
+        QVERIFY(!QFileInfo::exists(m_home->path() + "/.config/Tivaro"));
+        QVERIFY(!QFileInfo::exists(m_home->path() + "/.local/share/Tivaro"));
+        QVERIFY(QFileInfo::exists(folder + "/home/data/Tivaro/SyncLog.plist"));
+    }
+
+    void demoLeavesOtherFoldersAlone()
+    {
+        const QString folder = m_home->path() + "/mine";
+        IPodFixture::writeFile(folder, "letter.txt", "keep me");
+        const CliRun run = CliRun::run({"demo", "--folder", folder});
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.err.contains("is not a Tivaro demo"), qPrintable(run.err));
+        QCOMPARE(IPodFixture::readFile(folder + "/letter.txt"), QByteArray("keep me"));
+    }
+};
+
+QTEST_GUILESS_MAIN(CliNewsTest)
+#include "tst_cli_news.moc"
