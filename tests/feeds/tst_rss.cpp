@@ -50,6 +50,7 @@ private Q_SLOTS:
     void forgivingParse_data();
     void forgivingParse();
     void syntheticFeed();
+    void largeFeeds();
     void normalize_data();
     void normalize();
     void format_data();
@@ -278,6 +279,20 @@ void RSSTest::syntheticFeed()
     QVERIFY(feed->newsItems().isEmpty());
     QVERIFY(!feed->isAtomFeed());
     QVERIFY(!feed->isRdf());
+}
+
+// A 50 MB feed reads whole, whether as many items or as one 50 MB description.
+void RSSTest::largeFeeds()
+{
+    const QByteArray item = "<item><title>T</title><description>" + QByteArray(1000, 'x') + "</description></item>";
+    auto many = RSS::initWithData(rss2(item.repeated(50000)));
+    QVERIFY(many);
+    QCOMPARE(many->newsItems().size(), 50000);
+    auto huge = RSS::initWithData(rss2("<item><title>T</title><description>" + QByteArray(50 << 20, 'x') +
+                                       "</description></item>"));
+    QVERIFY(huge);
+    QCOMPARE(huge->newsItems().size(), 1);
+    QCOMPARE(huge->newsItems().first().value("description").toString().size(), 50 << 20);
 }
 
 void RSSTest::normalize_data()
