@@ -150,7 +150,7 @@ void CliDefaultsTest::wrongInputChangesNothing_data()
                                       << "no value for the key \"nope\"";
     QTest::newRow("delete missing key") << QStringList{"defaults", "delete", "nope"} << 1 << "nothing was changed";
     QTest::newRow("unknown plug-in") << QStringList{"prefs", "Nope", "read"} << 1
-                                     << "there is no plug-in \"Nope\"; the plug-ins are: Text Files";
+                                     << "there is no plug-in \"Nope\"; the plug-ins are: News, Text Files";
     QTest::newRow("plug-in without verb") << QStringList{"prefs", "Text Files"} << 2 << "read, write or delete";
 }
 
