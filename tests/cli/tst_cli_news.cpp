@@ -38,7 +38,8 @@ QString noteText(const QString &path)
 {
     const QByteArray bytes = IPodFixture::readFile(path);
     const qsizetype start = bytes.indexOf("</title>");
-    return start < 0 ? QString() : QString::fromUtf8(bytes.mid(start + 8)).replace(QLatin1Char('\r'), QLatin1Char('\n'));
+    return start < 0 ? QString()
+                     : QString::fromUtf8(bytes.mid(start + 8)).replace(QLatin1Char('\r'), QLatin1Char('\n'));
 }
 
 QStringList filesBelow(const QString &folder)
@@ -96,10 +97,11 @@ private Q_SLOTS:
 
     void importNamesTheFeeds()
     {
-        const CliRun run = CliRun::run(
-            {"news", "import", writeOpml(opml({{"Daily", "http://d/rss"}, {"Weekly", "feed://w/atom"}}))});
+        const CliRun run =
+            CliRun::run({"news", "import", writeOpml(opml({{"Daily", "http://d/rss"}, {"Weekly", "feed://w/atom"}}))});
         QCOMPARE(run.exitCode, 0);
-        QCOMPARE(run.out, QStringLiteral("News will sync 2 feeds:\n  Daily <http://d/rss>\n  Weekly <feed://w/atom>\n"));
+        QCOMPARE(run.out,
+                 QStringLiteral("News will sync 2 feeds:\n  Daily <http://d/rss>\n  Weekly <feed://w/atom>\n"));
         const CliRun setting = CliRun::run({"prefs", "News", "read", "subscriptions"});
         QVERIFY2(setting.out.trimmed().endsWith("/Tivaro/News/Subscriptions.opml"), qPrintable(setting.out));
         QVERIFY(IPodFixture::readFile(setting.out.trimmed()).contains("feed://w/atom"));
@@ -127,11 +129,13 @@ private Q_SLOTS:
 
     void writesOneNotePerFeed()
     {
-        const CliRun run = importAndSync({{"Daily", m_server->url("/daily.xml").toString()},
-                                          {"Weekly", m_server->url("/weekly.xml").toString(), "numberOfArticles=\"1\""}});
+        const CliRun run =
+            importAndSync({{"Daily", m_server->url("/daily.xml").toString()},
+                           {"Weekly", m_server->url("/weekly.xml").toString(), "numberOfArticles=\"1\""}});
         QVERIFY2(run.exitCode == 0, qPrintable(run.out + run.err));
-        QCOMPARE(news("Daily"), QStringLiteral("First story\n\nOne & only\n-------\nSecond: the sequel\n\nTwo\n-------\n"
-                                               "Third\n\nThree\n-------"));
+        QCOMPARE(news("Daily"),
+                 QStringLiteral("First story\n\nOne & only\n-------\nSecond: the sequel\n\nTwo\n-------\n"
+                                "Third\n\nThree\n-------"));
         // Atom content is the page inside the element, not its escaped markup.
         QCOMPARE(news("Weekly"), QStringLiteral("Café opens\n\nCoffee & cake"));
         QCOMPARE(filesBelow(m_iPod + "/Notes"), (QStringList{"News/Daily.txt", "News/Weekly.txt"}));
@@ -164,9 +168,10 @@ private Q_SLOTS:
                                           {"Reset", m_server->url("/reset").toString()}});
         QCOMPARE(run.exitCode, 1);
         QVERIFY2(run.out.contains("1 plug-in run (News), 4 errors"), qPrintable(run.out));
-        for (const QString &expected : {QStringLiteral("Cannot fetch \"Gone\""), QStringLiteral("the server answered 404"),
-                                        QStringLiteral("\"Page\" ("), QStringLiteral("is not a news feed"),
-                                        QStringLiteral("Cannot fetch \"Dead\""), QStringLiteral("Cannot fetch \"Reset\"")})
+        for (const QString &expected :
+             {QStringLiteral("Cannot fetch \"Gone\""), QStringLiteral("the server answered 404"),
+              QStringLiteral("\"Page\" ("), QStringLiteral("is not a news feed"),
+              QStringLiteral("Cannot fetch \"Dead\""), QStringLiteral("Cannot fetch \"Reset\"")})
             QVERIFY2(run.out.contains(expected) || run.err.contains(expected), qPrintable(expected + "\n" + run.out));
         QCOMPARE(filesBelow(m_iPod + "/Notes"), QStringList{"News/Daily.txt"});
     }

@@ -288,8 +288,8 @@ void RSSTest::largeFeeds()
     auto many = RSS::initWithData(rss2(item.repeated(50000)));
     QVERIFY(many);
     QCOMPARE(many->newsItems().size(), 50000);
-    auto huge = RSS::initWithData(rss2("<item><title>T</title><description>" + QByteArray(50 << 20, 'x') +
-                                       "</description></item>"));
+    auto huge = RSS::initWithData(
+        rss2("<item><title>T</title><description>" + QByteArray(50 << 20, 'x') + "</description></item>"));
     QVERIFY(huge);
     QCOMPARE(huge->newsItems().size(), 1);
     QCOMPARE(huge->newsItems().first().value("description").toString().size(), 50 << 20);

@@ -138,6 +138,27 @@ private Q_SLOTS:
                                                     << "ab"
                                                     << ""
                                                     << "";
+        // Runs of one character: a pass leaves j * (n / k) + n % k of a run of n, until fewer than k.
+        QTest::newRow("four returns to two, runs of 1 to 9") << "a\rb\r\rc\r\r\rd\r\r\r\re\r\r\r\r\rf\r\r\r\r\r\r\r\r\r"
+                                                             << "\r\r\r\r"
+                                                             << "\r\r"
+                                                             << "a\rb\r\rc\r\r\rd\r\re\r\r\rf\r\r\r";
+        QTest::newRow("pairs removed") << "x\r\r\ry\r\r"
+                                       << "\r\r"
+                                       << ""
+                                       << "x\ry";
+        QTest::newRow("single character removed") << "a\tb\t\t"
+                                                  << "\t"
+                                                  << ""
+                                                  << "ab";
+        QTest::newRow("single character replaced") << "a\nb\n"
+                                                   << "\n"
+                                                   << "\r"
+                                                   << "a\rb\r";
+        QTest::newRow("replacement holding the target") << "ab"
+                                                        << "a"
+                                                        << "aa"
+                                                        << "aab";
     }
     void replace()
     {
