@@ -78,21 +78,15 @@ std::optional<int> NewsFeedWriter::write(const NewsSubscription &feed, const QBy
     }
     int written = 1;
     if (feed.formatOptions.value(QStringLiteral("withArticles")).toBool())
-        written += writeArticles(rss->newsItems(), feed.formatOptions, error);
+        written += writeArticles(rss->itemsToFormat(feed.formatOptions), error);
     return error->isEmpty() ? std::optional<int>(written) : std::nullopt;
 }
 
-int NewsFeedWriter::writeArticles(const QList<QVariantMap> &items, const QVariantMap &options, QString *error)
+int NewsFeedWriter::writeArticles(const QList<QVariantMap> &items, QString *error)
 {
-    // The same items formatWithOptions() lists: the first ones with a title, up to the limit.
-    const int limit = options.value(QStringLiteral("numberOfArticles"), 10).toInt();
     const QString folder = newsFolder + QLatin1Char('/') + TVRiPod::pagesOverflowDirectory();
     int written = 0;
     for (const QVariantMap &item : items) {
-        if (written >= limit)
-            break;
-        if (!item.contains(QStringLiteral("title")))
-            continue;
         const QString name = articleName(item.value(QStringLiteral("title")).toString());
         if (!m_iPod.writeNoteToiPod(articleText(item), name, folder)) {
             *error = QStringLiteral("Cannot write the article \"%1\": %2").arg(name, m_iPod.lastErrorString());

@@ -27,7 +27,7 @@ public:
     static QString articleName(const QString &title);
 
 private:
-    int writeArticles(const QList<QVariantMap> &items, const QVariantMap &options, QString *error);
+    int writeArticles(const QList<QVariantMap> &items, QString *error);
 
     TVRiPod &m_iPod;
 };

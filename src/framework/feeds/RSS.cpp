@@ -325,20 +325,29 @@ void RSS::normalizeRSSItem(Item &item)
     }
 }
 
+QList<RSS::Item> RSS::itemsToFormat(const QVariantMap &options) const
+{
+    const int limit = options.value(QStringLiteral("numberOfArticles"), 10).toInt();
+    QList<Item> chosen;
+    // Untitled items are passed over without counting towards the limit.
+    for (const Item &item : m_newsItems) {
+        if (chosen.size() >= limit)
+            break;
+        if (item.contains(QStringLiteral("title")))
+            chosen.append(item);
+    }
+    return chosen;
+}
+
 QString RSS::formatWithOptions(const QVariantMap &options) const
 {
     using namespace NSStringXtra;
     const int limit = options.value(QStringLiteral("numberOfArticles"), 10).toInt();
     const bool withArticles = options.value(QStringLiteral("withArticles"), false).toBool();
     const bool showSummary = options.value(QStringLiteral("showSummary"), true).toBool();
-    const QList<Item> items = m_newsItems;
     QString text;
     int written = 0;
-    for (const Item &item : items) {
-        if (written >= limit)
-            continue;
-        if (!item.contains(QStringLiteral("title")))
-            continue;
+    for (const Item &item : itemsToFormat(options)) {
         const QString title = trimWhiteSpace(itemString(item, QStringLiteral("title")));
         QString body;
         if (showSummary && item.contains(QStringLiteral("description")))

@@ -47,6 +47,8 @@ public:
     // The text of one note: the titles, each with its summary or as a link to an article page.
     // Options: "numberOfArticles" (10), "withArticles" (false), "showSummary" (true).
     QString formatWithOptions(const QVariantMap &options = {}) const;
+    // The items formatWithOptions() writes: the first ones with a title, up to "numberOfArticles".
+    QList<Item> itemsToFormat(const QVariantMap &options = {}) const;
 
 private:
     RSS() = default;
