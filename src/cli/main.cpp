@@ -4,6 +4,7 @@
 #include "commands/ContactsRemoveCommand.h"
 #include "commands/ContactsWriteCommand.h"
 #include "commands/DefaultsCommand.h"
+#include "commands/FaviconCommand.h"
 #include "commands/FetchCommand.h"
 #include "commands/Html2TextCommand.h"
 #include "commands/IPodInfoCommand.h"
@@ -45,6 +46,7 @@ int main(int argc, char *argv[])
     registry.add(std::make_unique<FetchCommand>());
     registry.add(std::make_unique<Html2TextCommand>());
     registry.add(std::make_unique<OpmlCommand>());
+    registry.add(std::make_unique<FaviconCommand>());
 
     Console console;
     // Nothing the user gives may end in an abort: every escaping error becomes one line.
