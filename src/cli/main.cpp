@@ -5,6 +5,7 @@
 #include "commands/ContactsWriteCommand.h"
 #include "commands/DefaultsCommand.h"
 #include "commands/DemoCommand.h"
+#include "commands/FaviconCommand.h"
 #include "commands/FetchCommand.h"
 #include "commands/Html2TextCommand.h"
 #include "commands/IPodInfoCommand.h"
@@ -49,6 +50,7 @@ int main(int argc, char *argv[])
     registry.add(std::make_unique<OpmlCommand>());
     registry.add(std::make_unique<NewsImportCommand>());
     registry.add(std::make_unique<DemoCommand>());
+    registry.add(std::make_unique<FaviconCommand>());
 
     Console console;
     // Nothing the user gives may end in an abort: every escaping error becomes one line.
