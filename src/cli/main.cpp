@@ -6,6 +6,8 @@
 #include "commands/DefaultsCommand.h"
 #include "commands/DemoCommand.h"
 #include "commands/FaviconCommand.h"
+#include "commands/FeedFormatCommand.h"
+#include "commands/FeedParseCommand.h"
 #include "commands/FetchCommand.h"
 #include "commands/Html2TextCommand.h"
 #include "commands/IPodInfoCommand.h"
@@ -51,6 +53,8 @@ int main(int argc, char *argv[])
     registry.add(std::make_unique<NewsImportCommand>());
     registry.add(std::make_unique<DemoCommand>());
     registry.add(std::make_unique<FaviconCommand>());
+    registry.add(std::make_unique<FeedParseCommand>());
+    registry.add(std::make_unique<FeedFormatCommand>());
 
     Console console;
     // Nothing the user gives may end in an abort: every escaping error becomes one line.
