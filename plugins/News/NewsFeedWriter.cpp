@@ -1,8 +1,8 @@
 #include "NewsFeedWriter.h"
 
+#include "feeds/FeedNoteItems.h"
 #include "feeds/NSStringXtra.h"
 #include "feeds/RSS.h"
-#include "feeds/XMLTree.h"
 #include "ipod/TVRiPod.h"
 
 const QString NewsFeedWriter::newsFolder = QStringLiteral("News");
@@ -29,27 +29,6 @@ QString articleText(const QVariantMap &item)
     return text;
 }
 
-// An Atom item's description is its content element written out whole; a note wants the page
-// inside it: the escaped HTML of type "html", the markup of type "xhtml", the text of type "text".
-QString atomContentAsHtml(const QString &serialised)
-{
-    const std::shared_ptr<XMLTree> document = XMLTree::treeWithData(serialised.toUtf8());
-    const std::shared_ptr<XMLTree> content =
-        !document ? nullptr : (document->count() >= 2 ? document->rootTree() : document->childAtIndex(0));
-    if (!content || content->type() != XMLTree::Element)
-        return serialised;
-    const QString type = content->attributeNamed(QStringLiteral("type"));
-    const QString mode = content->attributeNamed(QStringLiteral("mode"));
-    const bool markup =
-        type == QLatin1String("xhtml") || type.endsWith(QLatin1String("xml")) || mode == QLatin1String("xml");
-    QString inside;
-    for (const std::shared_ptr<XMLTree> &child : content->children())
-        inside += markup ? child->xml() : child->name();
-    if (type == QLatin1String("text"))
-        return inside.toHtmlEscaped();
-    return inside;
-}
-
 } // namespace
 
 QString NewsFeedWriter::articleName(const QString &title)
@@ -65,12 +44,7 @@ std::optional<int> NewsFeedWriter::write(const NewsSubscription &feed, const QBy
         *error = QStringLiteral("\"%1\" (%2) is not a news feed.").arg(feed.title, feed.url.toString());
         return std::nullopt;
     }
-    for (RSS::Item &item : rss->newsItems()) {
-        if (rss->isAtomFeed())
-            item.insert(QStringLiteral("description"),
-                        atomContentAsHtml(item.value(QStringLiteral("description")).toString()));
-        RSS::normalizeRSSItem(item);
-    }
+    FeedNoteItems::prepare(*rss);
     const QString title = noteTitle(feed, *rss);
     if (!m_iPod.writeNoteToiPod(rss->formatWithOptions(feed.formatOptions), title, newsFolder)) {
         *error = QStringLiteral("Cannot write the note \"%1\": %2").arg(title, m_iPod.lastErrorString());

@@ -1,3 +1,4 @@
+#include "feeds/FeedNoteItems.h"
 #include "feeds/NSStringXtra.h"
 #include "feeds/RSS.h"
 
@@ -337,12 +338,13 @@ private Q_SLOTS:
         const std::unique_ptr<RSS> feed = RSS::initWithData(bytes);
         if (!feed)
             return;
-        for (RSS::Item &item : feed->newsItems()) {
+        for (const RSS::Item &item : feed->newsItems()) {
             QVERIFY(item.contains(QStringLiteral("description")));
             QVERIFY(item.contains(QStringLiteral("link")));
-            RSS::normalizeRSSItem(item);
-            QVERIFY(!item.value(QStringLiteral("title")).toString().isEmpty());
         }
+        FeedNoteItems::prepare(*feed);
+        for (const RSS::Item &item : feed->newsItems())
+            QVERIFY(!item.value(QStringLiteral("title")).toString().isEmpty());
         const QString firstTitle = feed->newsItems().isEmpty()
                                        ? QString()
                                        : NSStringXtra::trimWhiteSpace(

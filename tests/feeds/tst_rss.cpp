@@ -1,5 +1,6 @@
 #include "TestHttpServer.h"
 
+#include "feeds/FeedNoteItems.h"
 #include "feeds/RSS.h"
 #include "feeds/RSSException.h"
 
@@ -55,6 +56,9 @@ private Q_SLOTS:
     void normalize();
     void format_data();
     void format();
+    void atomContent_data();
+    void atomContent();
+    void noteItemsHaveOneLineTitles();
     void fetch();
     void fetchFailures_data();
     void fetchFailures();
@@ -378,6 +382,47 @@ void RSSTest::format()
     auto feed = feedOf(titles);
     QVERIFY(feed);
     QCOMPARE(feed->formatWithOptions(options), text);
+}
+
+void RSSTest::atomContent_data()
+{
+    QTest::addColumn<QString>("serialised");
+    QTest::addColumn<QString>("html");
+    QTest::newRow("html") << "<content type=\"html\">&lt;p&gt;A &amp;amp; B&lt;/p&gt;</content>"
+                          << "<p>A &amp; B</p>";
+    QTest::newRow("html in cdata") << "<summary type=\"html\"><![CDATA[<b>x</b>]]></summary>"
+                                   << "<b>x</b>";
+    QTest::newRow("xhtml")
+        << "<content type=\"xhtml\"><div xmlns=\"http://www.w3.org/1999/xhtml\"><p>x</p></div></content>"
+        << "<div xmlns=\"http://www.w3.org/1999/xhtml\"><p>x</p></div>";
+    QTest::newRow("text is escaped") << "<content type=\"text\">a &lt;b&gt;</content>"
+                                     << "a &lt;b&gt;";
+    QTest::newRow("atom 0.3 escaped mode") << "<content mode=\"escaped\">&lt;i&gt;y&lt;/i&gt;</content>"
+                                           << "<i>y</i>";
+    QTest::newRow("no type") << "<summary>plain</summary>"
+                             << "plain";
+    QTest::newRow("not xml kept") << "<p>loose"
+                                  << "<p>loose";
+    QTest::newRow("empty kept") << ""
+                                << "";
+}
+
+void RSSTest::atomContent()
+{
+    QFETCH(QString, serialised);
+    QFETCH(QString, html);
+    QCOMPARE(FeedNoteItems::atomContentAsHtml(serialised), html);
+}
+
+void RSSTest::noteItemsHaveOneLineTitles()
+{
+    auto feed = RSS::initWithData("<feed xmlns=\"http://www.w3.org/2005/Atom\"><entry><title>Harbour news:\n  the "
+                                  "ferry\tis late</title><content type=\"html\">&lt;p&gt;Details&lt;/p&gt;</content>"
+                                  "</entry></feed>");
+    QVERIFY(feed);
+    FeedNoteItems::prepare(*feed);
+    QCOMPARE(feed->formatWithOptions({{"numberOfArticles", 1}}),
+             QStringLiteral("Harbour news: the ferry is late\r\rDetails"));
 }
 
 void RSSTest::fetch()

@@ -5,6 +5,8 @@
 #include "ExitCode.h"
 #include "FeedSource.h"
 
+#include "feeds/FeedNoteItems.h"
+
 int FeedFormatCommand::run(const QStringList &arguments, Console &console)
 {
     ArgumentParser options(
@@ -43,8 +45,8 @@ int FeedFormatCommand::run(const QStringList &arguments, Console &console)
     std::unique_ptr<RSS> feed = FeedSource::read(parser.positionalArguments().constFirst(), console);
     if (!feed)
         return ExitCode::Failure;
-    for (RSS::Item &item : feed->newsItems())
-        RSS::normalizeRSSItem(item);
+    // The note the News plug-in would write.
+    FeedNoteItems::prepare(*feed);
     QString text = feed->formatWithOptions(formatOptions);
     text.replace(u'\r', u'\n');
     console.write(text.isEmpty() ? text : text + u'\n');

@@ -24,7 +24,8 @@ public:
     // Fetches (a "feed://" URL over "http://") and parses. Throws RSSException when the download
     // fails or brings nothing; returns null when the bytes are no feed. Blocks for the download.
     static std::unique_ptr<RSS> initWithURL(const QUrl &url, bool normalize);
-    // Null when the bytes are not XML or hold no channel or no items; the reason is logged.
+    // Null when the bytes are not XML or hold no channel (a channel without items is a feed of
+    // none); the reason is logged.
     static std::unique_ptr<RSS> initWithData(const QByteArray &data, bool normalize = false);
     // A feed with no items and only a title and a description.
     static std::unique_ptr<RSS> initWithTitle(const QString &title, const QString &description);

@@ -131,6 +131,13 @@ qsizetype opaqueSectionLength(const QByteArray &data, qsizetype at)
     return end < 0 ? data.size() - at : end + close.size() - at;
 }
 
+// libxml2 reports some errors (failed encoding conversions) on standard error whatever the
+// options say; a feed's faults are the caller's to report, in its own words.
+void ignoreGenericError(void *, const char *, ...)
+{}
+void ignoreStructuredError(void *, xmlErrorPtr)
+{}
+
 } // namespace
 
 XMLDocument::XMLDocument(xmlDocPtr doc, xmlDocPtr entities)
@@ -177,6 +184,8 @@ std::shared_ptr<XMLDocument> XMLDocument::parse(const QByteArray &data, const QS
 
 std::shared_ptr<XMLDocument> XMLDocument::parseOnce(const QByteArray &data, const QString &baseUrl, bool recover)
 {
+    xmlSetGenericErrorFunc(nullptr, ignoreGenericError);
+    xmlSetStructuredErrorFunc(nullptr, ignoreStructuredError);
     xmlParserCtxtPtr parser = xmlNewParserCtxt();
     if (!parser)
         return nullptr;
