@@ -248,6 +248,8 @@ void RSSTest::forgivingParse_data()
     QTest::newRow("upper-case hex reference")
         << rss2("<item><link>http://x/?a&b</link><title>&#X61;</title></item>") << "title"
         << "a";
+    QTest::newRow("undeclared windows-1252")
+        << rss2("<item><title>Caf\xe9 \x93quoted\x94</title></item>") << "title" << QStringLiteral("Café “quoted”");
     QTest::newRow("truncated end") << QByteArray("<rss version=\"2.0\"><channel><item><title>Kept</title></item>"
                                                  "</channel></rss")
                                    << "title"

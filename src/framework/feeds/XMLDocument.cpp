@@ -1,5 +1,7 @@
 #include "XMLDocument.h"
 
+#include <QStringDecoder>
+
 #include <libxml/HTMLparser.h>
 #include <libxml/SAX2.h>
 #include <libxml/entities.h>
@@ -131,6 +133,23 @@ qsizetype opaqueSectionLength(const QByteArray &data, qsizetype at)
     return end < 0 ? data.size() - at : end + close.size() - at;
 }
 
+// Bytes that are not UTF-8 in a document naming no encoding come from a program that wrote its own
+// code page: windows-1252 (a superset of Latin-1) is by far the most common, and reading them so
+// keeps accented letters that would otherwise each become U+FFFD.
+bool isUndeclaredLegacyText(const QByteArray &data)
+{
+    if (!isSingleByteBased(data) || data.startsWith("\xEF\xBB\xBF"))
+        return false;
+    if (data.startsWith("<?xml")) {
+        const qsizetype end = data.indexOf("?>");
+        if (end < 0 || data.left(end).contains("encoding"))
+            return false;
+    }
+    QStringDecoder utf8(QStringDecoder::Utf8, QStringConverter::Flag::Stateless);
+    const QString text = utf8(data);
+    return utf8.hasError();
+}
+
 // libxml2 reports some errors (failed encoding conversions) on standard error whatever the
 // options say; a feed's faults are the caller's to report, in its own words.
 void ignoreGenericError(void *, const char *, ...)
@@ -171,18 +190,20 @@ std::shared_ptr<XMLDocument> XMLDocument::parse(const QByteArray &data, const QS
 {
     if (data.isEmpty() || data.size() > INT_MAX)
         return nullptr;
-    std::shared_ptr<XMLDocument> document = parseOnce(data, baseUrl, false);
+    std::shared_ptr<XMLDocument> document = parseOnce(data, baseUrl, false, nullptr);
     if (document || leniency == Leniency::Strict)
         return document;
+    const char *encoding = isUndeclaredLegacyText(data) ? "windows-1252" : nullptr;
     const QByteArray escaped = isSingleByteBased(data) ? escapeBareAmpersands(data) : data;
-    if (escaped != data)
-        document = parseOnce(escaped, baseUrl, false);
+    if (escaped != data || encoding)
+        document = parseOnce(escaped, baseUrl, false, encoding);
     if (!document)
-        document = parseOnce(escaped, baseUrl, true);
+        document = parseOnce(escaped, baseUrl, true, encoding);
     return document;
 }
 
-std::shared_ptr<XMLDocument> XMLDocument::parseOnce(const QByteArray &data, const QString &baseUrl, bool recover)
+std::shared_ptr<XMLDocument> XMLDocument::parseOnce(const QByteArray &data, const QString &baseUrl, bool recover,
+                                                    const char *encoding)
 {
     xmlSetGenericErrorFunc(nullptr, ignoreGenericError);
     xmlSetStructuredErrorFunc(nullptr, ignoreStructuredError);
@@ -200,7 +221,7 @@ std::shared_ptr<XMLDocument> XMLDocument::parseOnce(const QByteArray &data, cons
         options |= XML_PARSE_RECOVER;
     const QByteArray url = baseUrl.toUtf8();
     xmlDocPtr doc = xmlCtxtReadMemory(parser, data.constData(), int(data.size()),
-                                      url.isEmpty() ? nullptr : url.constData(), nullptr, options);
+                                      url.isEmpty() ? nullptr : url.constData(), encoding, options);
     const bool wellFormed = parser->wellFormed != 0;
     xmlFreeParserCtxt(parser);
     const bool usable = doc && (wellFormed || (recover && xmlDocGetRootElement(doc)));

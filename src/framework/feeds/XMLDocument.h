@@ -27,8 +27,9 @@ public:
     enum class Leniency {
         // Well-formed XML only.
         Strict,
-        // What real feeds need: a bare "&" (as in "?a=1&b=2") is read as "&amp;", and a document
-        // cut short keeps what came before the cut. Strict parsing is tried first, so a
+        // What real feeds need: a bare "&" (as in "?a=1&b=2") is read as "&amp;", a document
+        // cut short keeps what came before the cut, and one that names no encoding and is not
+        // UTF-8 is read as windows-1252. Strict parsing is tried first, so a
         // well-formed document reads the same either way.
         Forgiving,
     };
@@ -52,7 +53,9 @@ public:
 
 private:
     XMLDocument(_xmlDoc *doc, _xmlDoc *entities);
-    static std::shared_ptr<XMLDocument> parseOnce(const QByteArray &data, const QString &baseUrl, bool recover);
+    // `encoding` overrides what the document declares; null leaves it to the document.
+    static std::shared_ptr<XMLDocument> parseOnce(const QByteArray &data, const QString &baseUrl, bool recover,
+                                                  const char *encoding);
 
     _xmlDoc *m_doc;
     _xmlDoc *m_entities;
