@@ -258,3 +258,85 @@ write("fuzz_remove_entities", "markup", "<a href=\"x\">Tom's</a> > b <c")
 write("fuzz_base64", "text", "TWFu TQ== TWE=\nYWJjZGVm\r\nZw==")
 write("fuzz_base64", "lone-pad", "TWFu=TWFu")
 write("fuzz_base64", "binary", bytes(range(256)))
+
+
+# --- News feeds: RSS 0.91/2.0, RDF and Atom as sites write them, and as they break ---------------
+
+write("fuzz_feed_parse", "rss2.xml",
+      "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+      "<rss version=\"2.0\" xmlns:dc=\"http://purl.org/dc/elements/1.1/\" "
+      "xmlns:content=\"http://purl.org/rss/1.0/modules/content/\"><channel>"
+      "<title>News &amp; Views</title><link>http://news.example.com/</link><description>Daily</description>"
+      "<image><url>http://news.example.com/logo.png</url><title>Logo</title><link>http://news.example.com/</link></image>"
+      "<item><title>First &rsquo;story&rsquo;</title><link>http://news.example.com/1?a=1&amp;b=2</link>"
+      "<description>&lt;p&gt;Text with &lt;a href=\"http://x.example/\"&gt;a link&lt;/a&gt;&lt;/p&gt;</description>"
+      "<content:encoded><![CDATA[<p>Full <b>text</b></p>]]></content:encoded><dc:creator>Ann</dc:creator>"
+      "<enclosure url=\"http://news.example.com/1.mp3\" length=\"1024\" type=\"audio/mpeg\"/>"
+      "<source url=\"http://other.example/rss\" homeUrl=\"http://other.example/\">Other</source></item>"
+      "<item><title>Second</title><link>http://news.example.com/2</link><description>Plain</description></item>"
+      "</channel></rss>\n")
+write("fuzz_feed_parse", "rss091.xml",
+      "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n"
+      "<!DOCTYPE rss PUBLIC \"-//Netscape Communications//DTD RSS 0.91//EN\" "
+      "\"http://my.netscape.com/publish/formats/rss-0.91.dtd\">\n"
+      "<rss version=\"0.91\"><channel><title>Caf\u00e9</title><link>http://cafe.example/</link>"
+      "<item><title>Cr\u00e8me</title><link>http://cafe.example/1</link></item></channel></rss>\n".encode("latin-1"))
+write("fuzz_feed_parse", "rss-prefix.xml",
+      "<rss:rss xmlns:rss=\"http://purl.org/rss/2.0/\" version=\"2.0\"><rss:channel><rss:title>P</rss:title>"
+      "<rss:item><rss:title>T</rss:title><rss:link>http://p.example/</rss:link></rss:item></rss:channel></rss:rss>\n")
+write("fuzz_feed_parse", "rdf.xml",
+      "<?xml version=\"1.0\"?>\n"
+      "<rdf:RDF xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\" xmlns=\"http://purl.org/rss/1.0/\">"
+      "<channel rdf:about=\"http://planet.example/\"><title>Planet</title><link>http://planet.example/</link>"
+      "<items><rdf:Seq><rdf:li rdf:resource=\"http://planet.example/1\"/></rdf:Seq></items></channel>"
+      "<item rdf:about=\"http://planet.example/1\"><title>One</title><link>http://planet.example/1</link>"
+      "<description>First &amp; only</description></item></rdf:RDF>\n")
+write("fuzz_feed_parse", "rdf-entity.xml",
+      "<?xml version=\"1.0\"?>\n<!DOCTYPE rdf:RDF [<!ENTITY site \"Planet Example\">]>\n"
+      "<rdf:RDF xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\" xmlns=\"http://my.netscape.com/rdf/simple/0.9/\">"
+      "<channel><title>&site;</title></channel><item><title>&site; news</title><link>http://p.example/</link></item>"
+      "</rdf:RDF>\n")
+write("fuzz_feed_parse", "atom-text.xml",
+      "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<feed xmlns=\"http://www.w3.org/2005/Atom\">"
+      "<title type=\"text\">Blog</title><link rel=\"alternate\" href=\"http://blog.example/\"/>"
+      "<author><name>Bo</name></author><entry><title>Post</title>"
+      "<link rel=\"alternate\" type=\"text/html\" href=\"http://blog.example/1\"/><link rel=\"replies\" href=\"#c\"/>"
+      "<id>tag:blog.example,2024:1</id><summary>Short</summary></entry></feed>\n")
+write("fuzz_feed_parse", "atom-html.xml",
+      "<feed xmlns=\"http://www.w3.org/2005/Atom\" version=\"1.0\"><title>B</title>"
+      "<entry><title type=\"html\">A &amp;amp; B</title><link href=\"http://b.example/1\"/>"
+      "<content type=\"html\">&lt;p&gt;Hello &amp;eacute;&lt;/p&gt;</content></entry>"
+      "<entry><link/><summary type=\"text\"></summary></entry></feed>\n")
+write("fuzz_feed_parse", "atom-xhtml.xml",
+      "<feed xmlns=\"http://www.w3.org/2005/Atom\"><title>X</title><entry><title>X1</title>"
+      "<content type=\"xhtml\"><div xmlns=\"http://www.w3.org/1999/xhtml\"><p>Para <a href=\"http://x.example/\">"
+      "link</a><br/>&#x2014; end</p></div></content></entry></feed>\n")
+write("fuzz_feed_parse", "atom03.xml",
+      "<feed version=\"0.3\" xmlns=\"http://purl.org/atom/ns#\"><title>Old</title><entry><title>E</title>"
+      "<link rel=\"alternate\" type=\"text/html\" href=\"http://old.example/e\"/>"
+      "<content type=\"text/html\" mode=\"escaped\">&lt;b&gt;bold&lt;/b&gt;</content></entry></feed>\n")
+write("fuzz_feed_parse", "entities.xml",
+      "<rss version=\"2.0\"><channel><title>&eacute;t&eacute; &mdash; &copy;</title>"
+      "<item><title>&ldquo;Quoted&rdquo; &amp; &unknownentity; &#233; &#x263A;</title><link>http://e.example/</link>"
+      "</item></channel></rss>\n")
+write("fuzz_feed_parse", "untitled.xml",
+      "<rss version=\"2.0\"><channel><title>U</title>"
+      "<item><description>&lt;p&gt;&lt;b&gt;Heading&lt;/b&gt; then a body that is long enough to give a "
+      "title of its own words&lt;/p&gt;&lt;a href=\"http://u.example/more\"&gt;more&lt;/a&gt;</description></item>"
+      "<item><title>   </title><description></description></item><item/>"
+      "<item><title>A title that is well over fifty characters long, so it moves to the description</title>"
+      "</item></channel></rss>\n")
+write("fuzz_feed_parse", "bare-ampersand.xml",
+      "<rss version=\"2.0\"><channel><title>Tom & Jerry</title><item><title>Q&A</title>"
+      "<link>http://a.example/?x=1&y=2</link><description>A &#X41; B</description></item></channel></rss>\n")
+write("fuzz_feed_parse", "truncated.xml",
+      "<?xml version=\"1.0\"?><rss version=\"2.0\"><channel><title>Cut</title><item><title>Whole</title>"
+      "<link>http://t.example/1</link></item><item><title>Half</title><description><![CDATA[<p>cut sh")
+write("fuzz_feed_parse", "no-channel.xml", "<rss version=\"2.0\"><item><title>Orphan</title></item></rss>\n")
+write("fuzz_feed_parse", "comments.xml",
+      "<!-- before --><?xml-stylesheet href=\"s.xsl\" type=\"text/xsl\"?><rss version=\"2.0\"><channel>"
+      "<title>C<!-- in -->D</title><item><title>T<?pi x?>U</title><link>http://c.example/</link></item>"
+      "</channel></rss>\n")
+write("fuzz_feed_parse", "utf16.xml",
+      "<?xml version=\"1.0\" encoding=\"utf-16\"?><rss version=\"2.0\"><channel><title>\u65e5\u672c</title>"
+      "<item><title>\u30cb\u30e5\u30fc\u30b9</title></item></channel></rss>".encode("utf-16"))
