@@ -4,8 +4,11 @@
 #include "TestHttpServer.h"
 
 #include <QDirIterator>
+#include <QProcess>
 #include <QRegularExpression>
 #include <QtTest>
+
+#include <csignal>
 
 namespace {
 
@@ -181,6 +184,34 @@ private Q_SLOTS:
         QCOMPARE(importAndSync({{"Daily", m_server->url("/daily.xml").toString()}}).exitCode, 0);
         const CliRun offline = importAndSync({{"Daily", "http://127.0.0.1:1/daily.xml"}});
         QCOMPARE(offline.exitCode, 1);
+        QVERIFY(news("Daily").startsWith("First story"));
+    }
+
+    // A feed that never ends does not hold a cancelled sync: Ctrl-C stops its download at once.
+    void ctrlCStopsAStalledFeed()
+    {
+        QCOMPARE(CliRun::run({"news", "import",
+                              writeOpml(opml({{"Daily", m_server->url("/daily.xml").toString()},
+                                              {"Slow", m_server->url("/stall/10").toString()}}))})
+                     .exitCode,
+                 0);
+        QProcess sync;
+        sync.start(qEnvironmentVariable("TIVARO_CLI"), {"sync", "--ipod", m_iPod, "--quick", "News"});
+        QVERIFY(sync.waitForStarted());
+        QByteArray out;
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                sync.waitForReadyRead(50);
+                out += sync.readAllStandardOutput();
+                return out.contains("Writing Daily");
+            },
+            10000));
+        ::kill(pid_t(sync.processId()), SIGINT);
+        // Well before the 20-second watchdog would have ended the stalled download.
+        QVERIFY(sync.waitForFinished(5000));
+        QCOMPARE(sync.exitCode(), 130);
+        out += sync.readAllStandardOutput();
+        QVERIFY2(out.contains("User cancelled sync."), out.constData());
         QVERIFY(news("Daily").startsWith("First story"));
     }
 
