@@ -13,8 +13,7 @@ bool fits(QByteArrayView data, qint64 offset, qint64 size)
     return offset >= 0 && size >= 0 && offset <= data.size() && size <= data.size() - offset;
 }
 
-template<typename T>
-std::optional<T> read(QByteArrayView data, qint64 offset)
+template<typename T> std::optional<T> read(QByteArrayView data, qint64 offset)
 {
     if (!fits(data, offset, qint64(sizeof(T))))
         return std::nullopt;
