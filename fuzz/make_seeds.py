@@ -340,3 +340,73 @@ write("fuzz_feed_parse", "comments.xml",
 write("fuzz_feed_parse", "utf16.xml",
       "<?xml version=\"1.0\" encoding=\"utf-16\"?><rss version=\"2.0\"><channel><title>\u65e5\u672c</title>"
       "<item><title>\u30cb\u30e5\u30fc\u30b9</title></item></channel></rss>".encode("utf-16"))
+
+
+# --- iTunesDB: chunk trees as iTunes and libgpod lay them out, and DeviceInfo -----------------------
+
+def itdb_chunk(tag, header_length, children=b"", length_or_count=None, fields=()):
+    header = bytearray(header_length)
+    header[0:4] = tag
+    total = header_length + len(children) if length_or_count is None else length_or_count
+    struct.pack_into("<iI", header, 4, header_length, total & 0xFFFFFFFF)
+    for offset, fmt, value in fields:
+        struct.pack_into(fmt, header, offset, value)
+    return bytes(header) + children
+
+
+def itdb_string(kind, text):
+    data = text.encode("utf-16-le")
+    return itdb_chunk(b"mhod", 24, struct.pack("<iiii", 1, len(data), 1, 0) + data, fields=[(12, "<i", kind)])
+
+
+def itdb_bytes(kind, data):
+    return itdb_chunk(b"mhod", 24, data, fields=[(12, "<i", kind)])
+
+
+def itdb_track(uid, strings):
+    objects = b"".join(strings)
+    fields = [(12, "<i", len(strings)), (16, "<i", uid), (40, "<i", 1999), (60, "<I", 44100 << 16),
+              (104, "<I", 3242810792), (112, "<q", uid * 7919), (130, "<i", 40000)]
+    header = itdb_chunk(b"mhit", 156, objects, fields=fields)
+    return header
+
+
+def itdb_playlist(name, children, objects, items, hidden=0):
+    return itdb_chunk(b"mhyp", 108, itdb_string(1, name) + b"".join(children),
+                      fields=[(12, "<i", objects), (16, "<i", items), (20, "<i", hidden)])
+
+
+def itdb_database(tracks, playlists, extra_sets=()):
+    sets = [itdb_chunk(b"mhsd", 96, itdb_chunk(b"mhlt", 92, b"".join(tracks), len(tracks)), fields=[(12, "<i", 1)]),
+            *extra_sets,
+            itdb_chunk(b"mhsd", 96, itdb_chunk(b"mhlp", 92, b"".join(playlists), len(playlists)), fields=[(12, "<i", 2)])]
+    return itdb_chunk(b"mhbd", 104, b"".join(sets))
+
+
+ITDB_TRACKS = [
+    itdb_track(1, [itdb_string(1, "Glass"), itdb_string(4, "Zoë 🎧"), itdb_string(2, ":iPod_Control:Music:F00:A.mp3")]),
+    itdb_track(2, [itdb_string(1, "Talk"), itdb_string(9, "Comedy"), itdb_bytes(15, b"http://f.example/rss"),
+                   itdb_bytes(16, b"http://f.example/1.mp3"), itdb_string(6, "QuickTime movie file")]),
+]
+position = itdb_chunk(b"mhod", 24, bytes(20), fields=[(12, "<i", 100)])
+mhip = lambda uid, nested=b"": itdb_chunk(b"mhip", 76, nested, fields=[(24, "<i", uid)])
+write("fuzz_itunesdb", "nested-items", itdb_database(ITDB_TRACKS, [
+    itdb_playlist("iPod", [mhip(1, position), mhip(2, position)], 1, 2, hidden=1),
+    itdb_playlist("Road Trip", [mhip(2, position), mhip(1, position)], 1, 2),
+    itdb_playlist("Podcasts", [itdb_chunk(b"mhod", 24, bytes(40), fields=[(12, "<i", 50)])], 2, 0)]))
+write("fuzz_itunesdb", "items-then-objects", itdb_database(ITDB_TRACKS, [
+    itdb_playlist("Old", [mhip(1), position, mhip(2), position], 1, 2)]))
+write("fuzz_itunesdb", "type3-and-unknown", itdb_database(ITDB_TRACKS, [itdb_playlist("Mix", [], 1, 0)], [
+    itdb_chunk(b"mhsd", 96, itdb_chunk(b"mhlp", 92, itdb_playlist("Hidden", [], 1, 0), 1), fields=[(12, "<i", 3)]),
+    itdb_chunk(b"mhsd", 96, itdb_chunk(b"mhla", 92, b"", 0), fields=[(12, "<i", 4)])]))
+write("fuzz_itunesdb", "huge-counts", itdb_database(ITDB_TRACKS, [itdb_playlist("Big", [mhip(1)], 2000000000, 2000000000)]))
+write("fuzz_itunesdb", "empty", b"")
+libgpod_db = os.path.join(HERE, "..", "tests", "ipoddb", "data", "small", "iPod_Control", "iTunes", "iTunesDB")
+with open(libgpod_db, "rb") as f:
+    write("fuzz_itunesdb", "libgpod-small", f.read())
+
+write("fuzz_deviceinfo", "name", struct.pack("<H", 3) + "POD and more".encode("utf-16-le"))
+write("fuzz_deviceinfo", "count-zero", struct.pack("<H", 0) + "POD".encode("utf-16-le"))
+write("fuzz_deviceinfo", "negative-count", struct.pack("<H", 0x8000) + "Zoë’s iPod 🎧".encode("utf-16-le"))
+write("fuzz_deviceinfo", "odd", struct.pack("<H", 5) + b"A\x00B")
+write("fuzz_deviceinfo", "libgpod-padded", struct.pack("<H", 12) + "Zoë’s iPod 🎧".encode("utf-16-le") + bytes(1510))

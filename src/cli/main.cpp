@@ -13,6 +13,8 @@
 #include "commands/IPodInfoCommand.h"
 #include "commands/IPodsCommand.h"
 #include "commands/LogCommand.h"
+#include "commands/MusicPlaylistsCommand.h"
+#include "commands/MusicTracksCommand.h"
 #include "commands/NewsImportCommand.h"
 #include "commands/NoteWriteCommand.h"
 #include "commands/OpmlCommand.h"
@@ -49,6 +51,8 @@ int main(int argc, char *argv[])
     registry.add(std::make_unique<DefaultsCommand>());
     registry.add(std::make_unique<FetchCommand>());
     registry.add(std::make_unique<Html2TextCommand>());
+    registry.add(std::make_unique<MusicTracksCommand>());
+    registry.add(std::make_unique<MusicPlaylistsCommand>());
     registry.add(std::make_unique<OpmlCommand>());
     registry.add(std::make_unique<NewsImportCommand>());
     registry.add(std::make_unique<DemoCommand>());

@@ -100,6 +100,7 @@ TVRiPodPtr TVRiPod::withPath(const QString &path)
 // UserDefaults may be made on any thread, so the defaults need no trip to the main thread.
 TVRiPod::TVRiPod(Passkey, const QString &path)
     : m_iPodPath(path)
+    , m_database(std::make_unique<TDBiPod>(path))
 {
     m_defaults.addSuiteNamed(UserDefaults::applicationDomain());
     m_defaults.synchronize();
@@ -170,10 +171,12 @@ QString TVRiPod::iPodFamilyDescription(qint32 family)
     }
 }
 
-// The volume's display name: the mount point's own name, which desktops set from the volume label.
+// The user's name from DeviceInfo; without one, the mount point's own name, which desktops set
+// from the volume label.
 QString TVRiPod::name() const
 {
-    return PathUtils::lastPathComponent(m_iPodPath);
+    const QString deviceName = m_database->name();
+    return deviceName.isEmpty() ? PathUtils::lastPathComponent(m_iPodPath) : deviceName;
 }
 
 QString TVRiPod::description() const

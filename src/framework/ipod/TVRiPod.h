@@ -2,6 +2,7 @@
 
 #include "core/StringEncoding.h"
 #include "core/UserDefaults.h"
+#include "ipoddb/TDBiPod.h"
 
 #include <QString>
 #include <QVariantMap>
@@ -51,6 +52,7 @@ public:
     qint32 iPodFamily() const { return m_ipodFamily; }
     QString iPodFamilyDescription() const;
     static QString iPodFamilyDescription(qint32 family);
+    // The name the user gave the iPod (DeviceInfo), else the mount point's own name.
     QString name() const;
     QString description() const;
     bool isEqualToiPod(const TVRiPod *other) const;
@@ -86,6 +88,10 @@ public:
 
     // Whether this is the iPod the user chose ("TVRSyncSN"); every iPod when none was chosen.
     bool syncsWithTivaro() const;
+
+    // The music database, read at the first call; nullopt when the iPod has none that can be read.
+    std::optional<QList<TDBTrackPtr>> tracks() { return m_database->tracks(); }
+    std::optional<QList<TDBPlaylistPtr>> playlists() { return m_database->playlists(); }
 
     // Removal of earlier output; what cannot be removed is left.
     void removeNotesFoldersNamed(const QString &name) const;
@@ -127,4 +133,6 @@ private:
     QString m_lastError;
     int m_lastNotePageCount = 0;
     qsizetype m_lastNoteDroppedBytes = 0;
+    // Mutable: name() is a query, yet reads DeviceInfo on first use.
+    mutable std::unique_ptr<TDBiPod> m_database;
 };

@@ -1,0 +1,370 @@
+#include "TDBiPod.h"
+
+#include "TDBBytes.h"
+
+#include "core/Logging.h"
+#include "core/PathUtils.h"
+#include "feeds/NSStringXtra.h"
+
+#include <QFile>
+
+#include <algorithm>
+
+using namespace TDBBytes;
+
+namespace {
+
+// Tag, header length and total length (or count): the smallest chunk that can advance a walk.
+constexpr qint64 kChunkHeader = 12;
+// The track header is read up to its artwork size, offsets 130 to 133.
+constexpr qint64 kTrackFields = 134;
+// A playlist's header is read up to its hidden flag at offset 20.
+constexpr qint64 kPlaylistFields = 24;
+// The string length of a string data object sits at offset 28.
+constexpr qint64 kStringFields = 32;
+
+qint64 longAt(QByteArrayView data, qint64 offset)
+{
+    return readLong(data, offset).value_or(0);
+}
+
+bool fitsIn(qint64 position, qint64 length, qint64 end)
+{
+    return length >= kChunkHeader && length <= end - position;
+}
+
+QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// Types 15 and 16 hold 8-bit text: every byte becomes one character, sign-extended, never decoded.
+QString byteString(QByteArrayView bytes)
+{
+    QString text;
+    text.reserve(bytes.size());
+    for (const char byte : bytes)
+        text.append(QChar(char16_t(static_cast<signed char>(byte))));
+    return text;
+}
+
+} // namespace
+
+TDBiPod::TDBiPod(const QString &mountPath)
+    : m_mountPath(mountPath)
+{}
+
+std::optional<QList<TDBTrackPtr>> TDBiPod::tracks()
+{
+    if (!m_tracks)
+        loadTracks();
+    return m_tracks;
+}
+
+std::optional<QList<TDBPlaylistPtr>> TDBiPod::playlists()
+{
+    if (!m_tracks)
+        loadTracks();
+    return m_playlists;
+}
+
+std::optional<QList<TDBTrackPtr>> TDBiPod::podcasts()
+{
+    if (!m_tracks)
+        loadTracks();
+    return m_podcasts;
+}
+
+void TDBiPod::loadTracks()
+{
+    processiTunesDB(
+        readFile(PathUtils::appendingPathComponent(m_mountPath, QStringLiteral("iPod_Control/iTunes/iTunesDB"))));
+}
+
+void TDBiPod::processiTunesDB(const QByteArray &data)
+{
+    if (data.isEmpty())
+        return;
+    m_tracks.emplace();
+    m_playlists.emplace();
+    m_maxPosition = data.size();
+    // A loop where each chunk hands on the next cursor; the order of tracks and playlists is the file's.
+    std::optional<qint64> cursor = 0;
+    while (cursor && *cursor < m_maxPosition)
+        cursor = processChunk(data, *cursor);
+    m_currentTrack.reset();
+    m_currentPlaylist.reset();
+    std::stable_sort(m_playlists->begin(), m_playlists->end(),
+                     [](const TDBPlaylistPtr &a, const TDBPlaylistPtr &b) { return a->compare(*b) < 0; });
+}
+
+void TDBiPod::stop(qint64 cursor) const
+{
+    qCWarning(lcIPodDb).noquote() << QStringLiteral("position: %1").arg(QString::number(cursor, 16).toUpper());
+}
+
+std::optional<qint64> TDBiPod::processChunk(QByteArrayView data, qint64 cursor)
+{
+    const qint64 headerLength = longAt(data, cursor + 4);
+    // Stepping into a chunk must move forward by at least a chunk header and stay inside the buffer.
+    const bool headerFits = fitsIn(cursor, headerLength, m_maxPosition);
+    std::optional<qint64> next;
+    if (headerFits && (hasTag(data, cursor, "mhbd") || hasTag(data, cursor, "mhlp"))) {
+        next = cursor + headerLength;
+    } else if (headerFits && hasTag(data, cursor, "mhsd") && readLong(data, cursor + 12)) {
+        const qint64 total = longAt(data, cursor + 8);
+        if (fitsIn(cursor, total, m_maxPosition))
+            next = longAt(data, cursor + 12) == 3 ? cursor + total : cursor + headerLength;
+    } else if (headerFits && hasTag(data, cursor, "mhlt")) {
+        next = processTrackList(data, cursor, headerLength);
+    } else if (headerFits && hasTag(data, cursor, "mhyp")) {
+        next = processPlaylist(data, cursor, headerLength);
+    }
+    if (!next)
+        stop(cursor);
+    return next;
+}
+
+std::optional<qint64> TDBiPod::processTrackList(QByteArrayView data, qint64 cursor, qint64 headerLength)
+{
+    // The count is trusted only as far as the buffer holds tracks: each one advances or ends the list.
+    const qint64 count = quint32(longAt(data, cursor + 8));
+    qint64 position = cursor + headerLength;
+    for (qint64 i = 0; i < count; ++i) {
+        const std::optional<qint64> length = processMHIT(data, position);
+        if (!length)
+            return std::nullopt;
+        position += *length;
+    }
+    return position;
+}
+
+std::optional<qint64> TDBiPod::processMHIT(QByteArrayView data, qint64 position)
+{
+    const qint64 headerLength = longAt(data, position + 4);
+    const qint64 total = longAt(data, position + 8);
+    if (!fitsIn(position, total, m_maxPosition) || total < kTrackFields || headerLength < kChunkHeader ||
+        headerLength > total)
+        return std::nullopt;
+    m_currentTrack = TDBTrack::track();
+    readTrackHeader(data, position, *m_currentTrack);
+    processChildren(data, position + headerLength, position + total, quint32(longAt(data, position + 12)));
+    m_tracks->append(m_currentTrack);
+    m_currentTrack.reset();
+    return total;
+}
+
+void TDBiPod::readTrackHeader(QByteArrayView data, qint64 p, TDBTrack &track) const
+{
+    const auto byte = [&](qint64 offset) { return qint8(data[p + offset]); };
+    const auto word = [&](qint64 offset) { return readShort(data, p + offset).value_or(0); };
+    const auto value = [&](qint64 offset) { return qint32(longAt(data, p + offset)); };
+    track.setUID(value(16));
+    track.setCompilation(byte(30));
+    track.setRating(byte(31));
+    track.setLastModifiedTime(value(32));
+    track.setSize(value(36));
+    track.setLength(value(40) / 1000);
+    track.setTrackNumber(value(44));
+    track.setTotalTracks(value(48));
+    track.setYear(value(52));
+    track.setBitrate(value(56));
+    track.setSampleRate(quint16(word(62)));
+    track.setVolume(value(64));
+    track.setStartTime(value(68));
+    track.setStopTime(value(72));
+    track.setPlayCount(value(80));
+    track.setLastPlayedTime(value(88));
+    track.setDiscNumber(value(92));
+    track.setTotalDiscs(value(96));
+    track.setDateAdded(value(104));
+    track.setBookmarkTime(value(108));
+    track.setDbid(readLongLong(data, p + 112).value_or(0));
+    track.setChecked(byte(120));
+    track.setBPM(word(122));
+    track.setArtworkCount(word(124));
+    track.setArtworkSize(qint16(value(130)));
+}
+
+std::optional<qint64> TDBiPod::processPlaylist(QByteArrayView data, qint64 cursor, qint64 headerLength)
+{
+    const qint64 total = longAt(data, cursor + 8);
+    if (!fitsIn(cursor, total, m_maxPosition) || total < kPlaylistFields || headerLength > total)
+        return std::nullopt;
+    if (longAt(data, cursor + 20) == 1) // the hidden master playlist
+        return cursor + total;
+    m_currentPlaylist = std::make_shared<TDBPlaylist>();
+    // Each item was once followed by its own data object; writers since iTunes 4.9 nest it inside the
+    // item, so the playlist's end bounds the walk as well.
+    const qint64 steps = qint64(quint32(longAt(data, cursor + 12))) + 2 * qint64(quint32(longAt(data, cursor + 16)));
+    processChildren(data, cursor + headerLength, cursor + total, steps);
+    if (m_currentPlaylist->name() == QLatin1String("Purchased Music"))
+        m_currentPlaylist->setType(TDBPlaylist::kTypePurchasedMusic);
+    else if (m_currentPlaylist->name() == QLatin1String("Podcasts"))
+        m_currentPlaylist->setType(TDBPlaylist::kTypePodcast);
+    m_playlists->append(m_currentPlaylist);
+    m_currentPlaylist.reset();
+    return cursor + total;
+}
+
+void TDBiPod::processChildren(QByteArrayView data, qint64 position, qint64 end, qint64 count)
+{
+    for (qint64 i = 0; i < count && position < end; ++i) {
+        const std::optional<qint64> length = processMHODOrMHIP(data, position, end);
+        if (!length)
+            return;
+        position += *length;
+    }
+}
+
+std::optional<qint64> TDBiPod::processMHODOrMHIP(QByteArrayView data, qint64 position, qint64 end)
+{
+    const qint64 total = longAt(data, position + 8);
+    if (!fitsIn(position, total, end))
+        return std::nullopt;
+    if (hasTag(data, position, "mhip"))
+        processMHIP(data, position);
+    else if (hasTag(data, position, "mhod"))
+        processMHOD(data, position, total);
+    return total;
+}
+
+void TDBiPod::processMHIP(QByteArrayView data, qint64 position)
+{
+    const std::optional<qint32> uid = readLong(data, position + 24);
+    if (!uid || !m_currentPlaylist)
+        return;
+    if (const TDBTrackPtr track = trackWithUID(*uid))
+        m_currentPlaylist->addTrack(track);
+}
+
+void TDBiPod::processMHOD(QByteArrayView data, qint64 position, qint64 total)
+{
+    const qint32 type = qint32(longAt(data, position + 12));
+    if (type == 50 || type == 51) {
+        if (m_currentPlaylist)
+            m_currentPlaylist->setType(TDBPlaylist::kTypeSmart);
+        return;
+    }
+    if (type == 100)
+        return;
+    std::optional<QString> text;
+    if (type == 15 || type == 16) {
+        const qint64 headerLength = longAt(data, position + 4);
+        if (headerLength >= 0 && headerLength <= total)
+            text = byteString(data.sliced(position + headerLength, total - headerLength));
+    } else if (total >= kStringFields) {
+        const qint64 length = longAt(data, position + 28);
+        // The string ends the chunk; an odd length reads one byte beyond it, as the format's readers always have.
+        if (length >= 0 && length <= total)
+            text = readUtf16(data, position + total - length, (length + 1) / 2);
+    }
+    if (text)
+        applyString(type, NSStringXtra::trimWhiteSpace(*text));
+}
+
+void TDBiPod::applyString(qint32 type, const QString &text)
+{
+    TDBTrack *track = m_currentTrack.get();
+    const auto onTrack = [track](auto apply) {
+        if (track)
+            apply(*track);
+    };
+    const auto podcast = [&](void (TDBTrack::*setter)(const QString &)) {
+        onTrack([&](TDBTrack &t) {
+            (t.*setter)(text);
+            t.setIsPodcast(true);
+        });
+    };
+    switch (type) {
+    case 1:
+        if (m_currentPlaylist)
+            m_currentPlaylist->setName(text);
+        else
+            onTrack([&](TDBTrack &t) { t.setTitle(text); });
+        break;
+    case 2:
+        onTrack([&](TDBTrack &t) {
+            t.setLocation(PathUtils::appendingPathComponent(m_mountPath,
+                                                            QString(text).replace(QLatin1Char(':'), QLatin1Char('/'))));
+        });
+        break;
+    case 3:
+        onTrack([&](TDBTrack &t) { t.setAlbum(text); });
+        break;
+    case 4:
+        onTrack([&](TDBTrack &t) { t.setArtist(text); });
+        break;
+    case 5:
+        onTrack([&](TDBTrack &t) { t.setGenre(text); });
+        break;
+    case 6:
+        if (text == QLatin1String("MPEG-4 video file") || text == QLatin1String("QuickTime movie file"))
+            onTrack([](TDBTrack &t) { t.setVideo(true); });
+        break;
+    case 8:
+        onTrack([&](TDBTrack &t) { t.setComment(text); });
+        break;
+    case 9:
+        podcast(&TDBTrack::setCategory);
+        break;
+    case 12:
+        onTrack([&](TDBTrack &t) { t.setComposer(text); });
+        break;
+    case 14:
+        podcast(&TDBTrack::setPodcastDescription);
+        break;
+    case 15: // the pairing of 15 with the RSS address is this reader's own and is kept
+        podcast(&TDBTrack::setRssURL);
+        break;
+    case 16:
+        podcast(&TDBTrack::setEnclosureURL);
+        break;
+    default: // EQ setting, grouping and unknown types are dropped on purpose
+        break;
+    }
+}
+
+TDBTrackPtr TDBiPod::trackWithUID(qint32 uid) const
+{
+    if (!m_tracks)
+        return {};
+    const auto it =
+        std::find_if(m_tracks->cbegin(), m_tracks->cend(), [uid](const TDBTrackPtr &t) { return t->UID() == uid; });
+    return it == m_tracks->cend() ? TDBTrackPtr() : *it;
+}
+
+TDBTrackPtr TDBiPod::trackWithDBID(qint64 dbid) const
+{
+    if (!m_tracks)
+        return {};
+    const auto it =
+        std::find_if(m_tracks->cbegin(), m_tracks->cend(), [dbid](const TDBTrackPtr &t) { return t->dbid() == dbid; });
+    return it == m_tracks->cend() ? TDBTrackPtr() : *it;
+}
+
+QString TDBiPod::name()
+{
+    if (m_name.isNull())
+        loadName();
+    return m_name;
+}
+
+void TDBiPod::loadName()
+{
+    processDeviceInfo(
+        readFile(PathUtils::appendingPathComponent(m_mountPath, QStringLiteral("iPod_Control/iTunes/DeviceInfo"))));
+}
+
+void TDBiPod::processDeviceInfo(const QByteArray &data)
+{
+    if (data.isEmpty())
+        return;
+    // A count beyond the file (or a negative one, read unsigned) stops at the file's end.
+    const qint64 count = quint16(readShort(data, 0).value_or(0));
+    const qint64 available = std::max<qint64>(0, (data.size() - 2) / 2);
+    m_name = readUtf16(data, 2, std::min(count, available)).value_or(QString());
+    if (m_name.isNull())
+        m_name = QStringLiteral(""); // a count of 0 names the iPod with nothing, which is not "no name"
+}

@@ -1,0 +1,587 @@
+#include "ITunesDBBuilder.h"
+
+#include "ipoddb/TDBPlaylist.h"
+#include "ipoddb/TDBTrack.h"
+#include "ipoddb/TDBiPod.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLoggingCategory>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <ctime>
+#include <functional>
+
+using namespace ITunesDBBuilder;
+
+namespace {
+
+const QString kMount = QStringLiteral("/media/POD");
+
+QString dataPath(const QString &name)
+{
+    return QStringLiteral(TIVARO_IPODDB_DATA "/") + name;
+}
+
+TDBiPod parsed(const QByteArray &database)
+{
+    TDBiPod reader(kMount);
+    reader.processiTunesDB(database);
+    return reader;
+}
+
+// The one track of a database holding `header` and `objects`.
+TDBTrackPtr onlyTrack(const QByteArray &header, const QList<QByteArray> &objects = {})
+{
+    TDBiPod reader = parsed(database({mhit(header, objects)}, {}));
+    const QList<TDBTrackPtr> tracks = reader.tracks().value();
+    return tracks.size() == 1 ? tracks.first() : TDBTrackPtr();
+}
+
+QVariant field(const TDBTrack &t, const QString &name)
+{
+    const QHash<QString, std::function<QVariant()>> fields{
+        {"UID", [&] { return QVariant(t.UID()); }},
+        {"compilation", [&] { return QVariant(int(t.compilation())); }},
+        {"rating", [&] { return QVariant(t.rating()); }},
+        {"size", [&] { return QVariant(t.size()); }},
+        {"length", [&] { return QVariant(t.length()); }},
+        {"trackNumber", [&] { return QVariant(t.trackNumber()); }},
+        {"totalTracks", [&] { return QVariant(t.totalTracks()); }},
+        {"year", [&] { return QVariant(t.year()); }},
+        {"bitrate", [&] { return QVariant(t.bitrate()); }},
+        {"sampleRate", [&] { return QVariant(t.sampleRate()); }},
+        {"volume", [&] { return QVariant(t.volume()); }},
+        {"startTime", [&] { return QVariant(t.startTime()); }},
+        {"stopTime", [&] { return QVariant(t.stopTime()); }},
+        {"playCount", [&] { return QVariant(t.playCount()); }},
+        {"discNumber", [&] { return QVariant(t.discNumber()); }},
+        {"totalDiscs", [&] { return QVariant(t.totalDiscs()); }},
+        {"bookmarkTime", [&] { return QVariant(t.bookmarkTime()); }},
+        {"dbid", [&] { return QVariant(t.dbid()); }},
+        {"checked", [&] { return QVariant(int(t.checked())); }},
+        {"BPM", [&] { return QVariant(int(t.BPM())); }},
+        {"artworkCount", [&] { return QVariant(int(t.artworkCount())); }},
+        {"artworkSize", [&] { return QVariant(t.artworkSize()); }},
+        {"title", [&] { return QVariant(t.title()); }},
+        {"location", [&] { return QVariant(t.location()); }},
+        {"album", [&] { return QVariant(t.album()); }},
+        {"artist", [&] { return QVariant(t.artist()); }},
+        {"genre", [&] { return QVariant(t.genre()); }},
+        {"filetype", [&] { return QVariant(t.filetype()); }},
+        {"eqsetting", [&] { return QVariant(t.eqsetting()); }},
+        {"grouping", [&] { return QVariant(t.grouping()); }},
+        {"comment", [&] { return QVariant(t.comment()); }},
+        {"composer", [&] { return QVariant(t.composer()); }},
+        {"category", [&] { return QVariant(t.category()); }},
+        {"podcastDescription", [&] { return QVariant(t.podcastDescription()); }},
+        {"rssURL", [&] { return QVariant(t.rssURL()); }},
+        {"enclosureURL", [&] { return QVariant(t.enclosureURL()); }},
+        {"isPodcast", [&] { return QVariant(t.isPodcast()); }},
+        {"isVideo", [&] { return QVariant(t.isVideo()); }},
+    };
+    return fields.value(name)();
+}
+
+QStringList playlistNames(TDBiPod &reader)
+{
+    QStringList names;
+    for (const TDBPlaylistPtr &playlist : reader.playlists().value_or(QList<TDBPlaylistPtr>()))
+        names << QStringLiteral("%1:%2").arg(playlist->name()).arg(playlist->type());
+    return names;
+}
+
+QList<qint32> uids(const QList<TDBTrackPtr> &tracks)
+{
+    QList<qint32> result;
+    for (const TDBTrackPtr &track : tracks)
+        result << track->UID();
+    return result;
+}
+
+QByteArray named(const QString &name)
+{
+    return mhodString(1, name);
+}
+
+} // namespace
+
+class TestITunesDB : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        // The corpus was written under UTC, and Mac-epoch dates are local time.
+        qputenv("TZ", "UTC");
+        tzset();
+    }
+
+    void trackHeaderFields_data()
+    {
+        QTest::addColumn<int>("offset");
+        QTest::addColumn<int>("width");
+        QTest::addColumn<qint64>("stored");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QVariant>("expected");
+        QTest::newRow("length in whole seconds") << 40 << 4 << qint64(1999) << "length" << QVariant(1);
+        QTest::newRow("negative length truncates to zero") << 40 << 4 << qint64(-1999) << "length" << QVariant(-1);
+        QTest::newRow("sample rate is the integer half of 16.16")
+            << 60 << 4 << qint64(44100) * 65536 << "sampleRate" << QVariant(44100);
+        QTest::newRow("artwork size keeps its low 16 bits, signed")
+            << 130 << 4 << qint64(40000) << "artworkSize" << QVariant(-25536);
+        QTest::newRow("artwork size drops its high half")
+            << 130 << 4 << qint64(0x12340010) << "artworkSize" << QVariant(16);
+        QTest::newRow("rating byte sign-extended") << 31 << 1 << qint64(0xC8) << "rating" << QVariant(-56);
+        QTest::newRow("compilation") << 30 << 1 << qint64(1) << "compilation" << QVariant(1);
+        QTest::newRow("size read signed") << 36 << 4 << qint64(0x80000000) << "size" << QVariant(qint32(0x80000000));
+        QTest::newRow("dbid") << 112 << 8 << qint64(-42) << "dbid" << QVariant(qint64(-42));
+        QTest::newRow("BPM") << 122 << 2 << qint64(128) << "BPM" << QVariant(128);
+        QTest::newRow("artwork count") << 124 << 2 << qint64(3) << "artworkCount" << QVariant(3);
+        QTest::newRow("checked") << 120 << 1 << qint64(1) << "checked" << QVariant(1);
+        QTest::newRow("volume") << 64 << 4 << qint64(-50) << "volume" << QVariant(-50);
+        QTest::newRow("stop time") << 72 << 4 << qint64(25000) << "stopTime" << QVariant(25000);
+        QTest::newRow("bookmark") << 108 << 4 << qint64(777) << "bookmarkTime" << QVariant(777);
+    }
+
+    void trackHeaderFields()
+    {
+        QFETCH(int, offset);
+        QFETCH(int, width);
+        QFETCH(qint64, stored);
+        QFETCH(QString, name);
+        QFETCH(QVariant, expected);
+        QByteArray header = trackHeader(7);
+        if (width == 1)
+            header[offset] = char(stored);
+        else if (width == 2)
+            putShort(header, offset, qint16(stored));
+        else if (width == 4)
+            putLong(header, offset, qint32(stored));
+        else
+            putLongLong(header, offset, stored);
+        const TDBTrackPtr track = onlyTrack(header);
+        QVERIFY(track);
+        QCOMPARE(track->UID(), 7);
+        QCOMPARE(field(*track, name), expected);
+    }
+
+    void macEpochDates_data()
+    {
+        QTest::addColumn<quint32>("stored");
+        QTest::addColumn<QDateTime>("expected");
+        QTest::newRow("zero is 1904, not absent") << 0u << QDateTime(QDate(1904, 1, 1), QTime(0, 0), Qt::LocalTime);
+        QTest::newRow("unsigned past 2038")
+            << 0xFFFFFFFFu << QDateTime(QDate(2040, 2, 6), QTime(6, 28, 15), Qt::LocalTime);
+        QTest::newRow("2006") << 3242810792u << QDateTime::fromSecsSinceEpoch(1159965992);
+    }
+
+    void macEpochDates()
+    {
+        QFETCH(quint32, stored);
+        QFETCH(QDateTime, expected);
+        QByteArray header = trackHeader(1);
+        putLong(header, 32, qint32(stored));
+        putLong(header, 88, qint32(stored));
+        putLong(header, 104, qint32(stored));
+        const TDBTrackPtr track = onlyTrack(header);
+        QVERIFY(track);
+        QCOMPARE(track->lastModifiedTime(), expected);
+        QCOMPARE(track->lastPlayedTime(), expected);
+        QCOMPARE(track->dateAdded(), expected);
+    }
+
+    void trackStrings_data()
+    {
+        QTest::addColumn<QByteArray>("object");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QVariant>("expected");
+        QTest::addColumn<bool>("podcast");
+        QTest::newRow("title trimmed") << mhodString(1, " Glass \n") << "title" << QVariant("Glass") << false;
+        QTest::newRow("surrogate pairs kept") << mhodString(4, "Zoë 🎧") << "artist" << QVariant("Zoë 🎧") << false;
+        QTest::newRow("location under the mount point")
+            << mhodString(2, ":iPod_Control:Music:F00:ABCD.mp3") << "location"
+            << QVariant("/media/POD/iPod_Control/Music/F00/ABCD.mp3") << false;
+        QTest::newRow("album") << mhodString(3, "Album") << "album" << QVariant("Album") << false;
+        QTest::newRow("genre") << mhodString(5, "Jazz") << "genre" << QVariant("Jazz") << false;
+        QTest::newRow("comment") << mhodString(8, "note") << "comment" << QVariant("note") << false;
+        QTest::newRow("composer") << mhodString(12, "Bach") << "composer" << QVariant("Bach") << false;
+        QTest::newRow("category marks a podcast")
+            << mhodString(9, "Comedy") << "category" << QVariant("Comedy") << true;
+        QTest::newRow("description marks a podcast")
+            << mhodString(14, "Episode") << "podcastDescription" << QVariant("Episode") << true;
+        QTest::newRow("15 is the RSS address, as bytes")
+            << mhodBytes(15, "http://a/\xe9") << "rssURL" << QVariant(QString("http://a/") + QChar(0xFFE9)) << true;
+        QTest::newRow("16 is the enclosure")
+            << mhodBytes(16, "http://e/x.mp3") << "enclosureURL" << QVariant("http://e/x.mp3") << true;
+        QTest::newRow("video file type") << mhodString(6, "QuickTime movie file") << "isVideo" << QVariant(true)
+                                         << false;
+        QTest::newRow("MPEG-4 video") << mhodString(6, "MPEG-4 video file") << "isVideo" << QVariant(true) << false;
+        QTest::newRow("audio file type") << mhodString(6, "MPEG audio file") << "isVideo" << QVariant(false) << false;
+        QTest::newRow("file type not kept")
+            << mhodString(6, "MPEG-4 video file") << "filetype" << QVariant(QString()) << false;
+        QTest::newRow("EQ setting dropped") << mhodString(7, "Rock") << "eqsetting" << QVariant(QString()) << false;
+        QTest::newRow("grouping dropped") << mhodString(13, "Set") << "grouping" << QVariant(QString()) << false;
+        QTest::newRow("string is the last L bytes") << [] {
+            QByteArray object = mhodString(1, "AB");
+            putLong(object, 28, 2);
+            return object;
+        }() << "title" << QVariant("B") << false;
+    }
+
+    void trackStrings()
+    {
+        QFETCH(QByteArray, object);
+        QFETCH(QString, name);
+        QFETCH(QVariant, expected);
+        QFETCH(bool, podcast);
+        const TDBTrackPtr track = onlyTrack(trackHeader(1), {object});
+        QVERIFY(track);
+        QCOMPARE(field(*track, name), expected);
+        QCOMPARE(track->isPodcast(), podcast);
+    }
+
+    void playlists_data()
+    {
+        QTest::addColumn<QByteArray>("playlist");
+        QTest::addColumn<QStringList>("expected");
+        QTest::newRow("hidden master skipped") << mhyp({named("iPod")}, 1, 0, 1) << QStringList();
+        QTest::newRow("hidden 0 shown") << mhyp({named("Mix")}, 1, 0, 0) << QStringList{"Mix:3"};
+        QTest::newRow("hidden 2 shown") << mhyp({named("Mix")}, 1, 0, 2) << QStringList{"Mix:3"};
+        QTest::newRow("smart data") << mhyp({named("Best"), mhodData(50), mhodData(51)}, 3, 0, 0)
+                                    << QStringList{"Best:2"};
+        QTest::newRow("Podcasts wins over smart")
+            << mhyp({named("Podcasts"), mhodData(50)}, 2, 0, 0) << QStringList{"Podcasts:0"};
+        QTest::newRow("Purchased Music") << mhyp({named("Purchased Music")}, 1, 0, 0)
+                                         << QStringList{"Purchased Music:1"};
+    }
+
+    void playlists()
+    {
+        QFETCH(QByteArray, playlist);
+        QFETCH(QStringList, expected);
+        TDBiPod reader = parsed(database({}, {playlist}));
+        QCOMPARE(playlistNames(reader), expected);
+        QVERIFY(reader.podcasts() == std::nullopt);
+    }
+
+    void playlistItems_data()
+    {
+        QTest::addColumn<QList<QByteArray>>("children");
+        QTest::addColumn<int>("dataObjects");
+        QTest::addColumn<int>("items");
+        QTest::addColumn<QList<qint32>>("expected");
+        const QByteArray position = mhodData(100);
+        QTest::newRow("item then its object")
+            << QList<QByteArray>{named("P"), mhip(2), position, mhip(1), position} << 1 << 2 << QList<qint32>{2, 1};
+        QTest::newRow("object nested in the item")
+            << QList<QByteArray>{named("P"), mhip(1, position), mhip(3, position), mhip(2, position)} << 1 << 3
+            << QList<qint32>{1, 3, 2};
+        QTest::newRow("unknown UID adds nothing")
+            << QList<QByteArray>{named("P"), mhip(9), position} << 1 << 1 << QList<qint32>{};
+        QTest::newRow("count stops before the end")
+            << QList<QByteArray>{named("P"), mhip(1), mhip(2)} << 1 << 0 << QList<qint32>{};
+        QTest::newRow("counts of two billion")
+            << QList<QByteArray>{named("P"), mhip(3)} << 2000000000 << 2000000000 << QList<qint32>{3};
+    }
+
+    void playlistItems()
+    {
+        QFETCH(QList<QByteArray>, children);
+        QFETCH(int, dataObjects);
+        QFETCH(int, items);
+        QFETCH(QList<qint32>, expected);
+        const QList<QByteArray> tracks{mhit(trackHeader(1), {}), mhit(trackHeader(2), {}), mhit(trackHeader(3), {})};
+        // A second playlist right behind shows that the walk of the first stayed inside it.
+        TDBiPod reader =
+            parsed(database(tracks, {mhyp(children, dataObjects, items, 0), mhyp({named("Q"), mhip(2)}, 1, 1, 0)}));
+        const QList<TDBPlaylistPtr> playlists = reader.playlists().value();
+        QCOMPARE(playlists.size(), 2);
+        QCOMPARE(playlists.at(0)->name(), QStringLiteral("P"));
+        QCOMPARE(uids(playlists.at(0)->tracks()), expected);
+        QCOMPARE(uids(playlists.at(1)->tracks()), QList<qint32>{2});
+    }
+
+    void playlistsSorted()
+    {
+        TDBiPod reader =
+            parsed(database({}, {mhyp({named("beta")}, 1, 0, 0), mhyp({named("Alpha")}, 1, 0, 0),
+                                 mhyp({named("Zeta"), mhodData(51)}, 2, 0, 0), mhyp({named("Podcasts")}, 1, 0, 0)}));
+        QCOMPARE(playlistNames(reader), (QStringList{"Podcasts:0", "Zeta:2", "Alpha:3", "beta:3"}));
+    }
+
+    void dataSetOfType3Skipped()
+    {
+        const QByteArray tracks = mhsd(1, mhlt({mhit(trackHeader(5), {})}));
+        const QByteArray podcasts = mhsd(3, mhlp({mhyp({named("Hidden podcasts")}, 1, 0, 0)}));
+        const QByteArray lists = mhsd(2, mhlp({mhyp({named("Seen")}, 1, 0, 0)}));
+        TDBiPod reader = parsed(mhbd({tracks, podcasts, lists}));
+        QCOMPARE(playlistNames(reader), QStringList{"Seen:3"});
+        QCOMPARE(uids(reader.tracks().value()), QList<qint32>{5});
+    }
+
+    void unknownTopLevelTagStops()
+    {
+        const QByteArray tracks = mhsd(1, mhlt({mhit(trackHeader(5), {}), mhit(trackHeader(6), {})}));
+        const QByteArray unknown = chunk("mhla", 92, {}, 0);
+        const QByteArray lists = mhsd(2, mhlp({mhyp({named("Late")}, 1, 0, 0)}));
+        const QByteArray file = mhbd({tracks, unknown, lists});
+        const qint64 at = file.indexOf("mhla");
+        QTest::ignoreMessage(QtWarningMsg, qPrintable("position: " + QString::number(at, 16).toUpper()));
+        TDBiPod reader = parsed(file);
+        QCOMPARE(uids(reader.tracks().value()), (QList<qint32>{5, 6}));
+        QCOMPARE(reader.playlists().value().size(), 0);
+    }
+
+    void corruptInputStopsCleanly_data()
+    {
+        QTest::addColumn<QByteArray>("file");
+        QTest::addColumn<QList<qint32>>("expected");
+        const QByteArray one = mhit(trackHeader(1), {mhodString(1, "One")});
+        const QByteArray two = mhit(trackHeader(2), {mhodString(1, "Two")});
+        const auto withLong = [](QByteArray bytes, qint64 offset, qint32 value) {
+            putLong(bytes, int(offset), value);
+            return bytes;
+        };
+        // Tracks last, so that a count beyond them runs into the end of the file.
+        const QByteArray good = mhbd({mhsd(1, mhlt({one, two}))});
+        const qint64 second = good.indexOf("mhit", good.indexOf("mhit") + 1);
+        const qint64 list = good.indexOf("mhlt");
+        QTest::newRow("track length 0") << withLong(good, second + 8, 0) << QList<qint32>{1};
+        QTest::newRow("track length past the end") << withLong(good, second + 8, 1 << 30) << QList<qint32>{1};
+        QTest::newRow("track length negative") << withLong(good, second + 8, -200) << QList<qint32>{1};
+        QTest::newRow("track count of two billion") << withLong(good, list + 8, 2000000000) << QList<qint32>{1, 2};
+        QTest::newRow("data object count of two billion")
+            << withLong(good, second + 12, 2000000000) << QList<qint32>{1, 2};
+        QTest::newRow("data object length 0") << withLong(good, good.indexOf("mhod") + 8, 0) << QList<qint32>{1, 2};
+        QTest::newRow("string length past the chunk")
+            << withLong(good, good.indexOf("mhod") + 28, 1 << 30) << QList<qint32>{1, 2};
+        QTest::newRow("header length 0") << withLong(good, 4, 0) << QList<qint32>{};
+        QTest::newRow("header length below a header") << withLong(good, 4, 8) << QList<qint32>{};
+        QTest::newRow("header length negative") << withLong(good, 4, -104) << QList<qint32>{};
+        QTest::newRow("data set of type 3 with length 0")
+            << withLong(withLong(good, 104 + 12, 3), 104 + 8, 0) << QList<qint32>{};
+        QTest::newRow("playlist length 0")
+            << withLong(database({one}, {mhyp({named("P")}, 1, 0, 0)}), database({one}, {}).size(), 0)
+            << QList<qint32>{1};
+        QTest::newRow("four bytes") << QByteArray("mhbd") << QList<qint32>{};
+        QTest::newRow("garbage") << QByteArray(300, '\xff') << QList<qint32>{};
+    }
+
+    void corruptInputStopsCleanly()
+    {
+        QFETCH(QByteArray, file);
+        QFETCH(QList<qint32>, expected);
+        TDBiPod reader = parsed(file);
+        QCOMPARE(uids(reader.tracks().value()), expected);
+    }
+
+    // Every truncation of a database that holds each kind of chunk: no crash, and a prefix of the tracks.
+    void everyTruncation()
+    {
+        QList<QByteArray> tracks;
+        for (qint32 uid = 1; uid <= 3; ++uid)
+            tracks << mhit(trackHeader(uid), {mhodString(1, "T"), mhodBytes(15, "http://x")});
+        const QByteArray file =
+            database(tracks, {mhyp({named("P"), mhip(1, mhodData(100)), mhip(3, mhodData(100))}, 1, 2, 0)});
+        QLoggingCategory::setFilterRules("tivaro.ipoddb.warning=false"); // one stop per truncation
+        for (qsizetype size = 1; size < file.size(); ++size) {
+            TDBiPod reader = parsed(file.left(size));
+            const QList<qint32> read = uids(reader.tracks().value());
+            QVERIFY2(read == QList<qint32>({1, 2, 3}).mid(0, read.size()), qPrintable(QString::number(size)));
+            QVERIFY(reader.playlists().value().size() <= 1);
+        }
+        QLoggingCategory::setFilterRules(QString());
+        QCOMPARE(parsed(file).playlists().value().size(), 1);
+    }
+
+    void emptyOrMissingDatabase()
+    {
+        QTemporaryDir mount;
+        TDBiPod reader(mount.path());
+        QVERIFY(!reader.tracks());
+        QVERIFY(!reader.playlists());
+        reader.processiTunesDB(database({mhit(trackHeader(4), {})}, {}));
+        reader.processiTunesDB(QByteArray());
+        QCOMPARE(uids(reader.tracks().value()), QList<qint32>{4});
+        QCOMPARE(reader.trackWithUID(4)->UID(), 4);
+        QVERIFY(!reader.trackWithUID(5));
+    }
+
+    void deviceInfo_data()
+    {
+        QTest::addColumn<QByteArray>("file");
+        QTest::addColumn<QString>("expected");
+        const auto info = [](qint16 count, const QString &text) {
+            QByteArray bytes;
+            putShort(bytes, 0, count);
+            for (const QChar c : text)
+                bytes.append(char(c.unicode() & 0xFF)).append(char(c.unicode() >> 8));
+            return bytes;
+        };
+        QTest::newRow("count then name") << info(3, "POD and more") << "POD";
+        QTest::newRow("count 0 is an empty name") << info(0, "POD") << "";
+        QTest::newRow("not trimmed") << info(4, " Zoë") << " Zoë";
+        QTest::newRow("count past the end stops there") << info(100, "Short") << "Short";
+        QTest::newRow("count 0x8000 stops at the end") << info(qint16(0x8000), "Neg") << "Neg";
+        QTest::newRow("half a unit at the end") << info(3, "AB") + QByteArray("C") << "AB";
+        QTest::newRow("one byte") << QByteArray("\x05") << "";
+    }
+
+    void deviceInfo()
+    {
+        QFETCH(QByteArray, file);
+        QFETCH(QString, expected);
+        TDBiPod reader(kMount);
+        reader.processDeviceInfo(file);
+        QVERIFY(!reader.name().isNull());
+        QCOMPARE(reader.name(), expected);
+    }
+
+    void deviceInfoReadOnce()
+    {
+        QTemporaryDir mount;
+        TDBiPod reader(mount.path());
+        QVERIFY(reader.name().isNull());
+        QVERIFY(QDir(mount.path()).mkpath("iPod_Control/iTunes"));
+        QFile file(mount.filePath("iPod_Control/iTunes/DeviceInfo"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(QByteArray("\x02\x00O\x00K\x00", 6));
+        file.close();
+        QCOMPARE(reader.name(), QStringLiteral("OK"));
+        QVERIFY(file.remove());
+        QCOMPARE(reader.name(), QStringLiteral("OK"));
+    }
+
+    void records()
+    {
+        TDBTrack a, b;
+        QVERIFY(!a.isEqualToTrack(b)); // nothing equals a missing title
+        for (TDBTrack *t : {&a, &b}) {
+            t->setTitle("T");
+            t->setArtist("A");
+            t->setAlbum("L");
+        }
+        a.setUID(2);
+        b.setUID(1);
+        QVERIFY(a.isEqualToTrack(b));
+        QCOMPARE(a.compareByUID(b), 1);
+        QCOMPARE(b.compareByUID(a), -1);
+        QCOMPARE(a.description(), QStringLiteral("T - A"));
+        a.setArtworkSize(qint16(40000));
+        QCOMPARE(a.artworkSize(), -25536);
+        TDBPlaylist list;
+        QCOMPARE(list.type(), 3);
+        list.setName("Mix");
+        list.addTrack(std::make_shared<TDBTrack>(a));
+        QCOMPARE(list.description(), QStringLiteral("Mix (1 tracks)"));
+        QVERIFY_THROWS_EXCEPTION(std::out_of_range, list.trackAtIndex(1));
+        QCOMPARE(TDBPlaylist::stringForType(2), QStringLiteral("Smart Playlist"));
+        QVERIFY(TDBPlaylist::stringForType(4).isNull());
+    }
+
+    void libgpodCorpus()
+    {
+        TDBiPod reader(dataPath("small"));
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^position: [0-9A-F]+$"));
+        const QList<TDBTrackPtr> tracks = reader.tracks().value();
+        QFile lines(dataPath("small.libgpod.jsonl"));
+        QVERIFY(lines.open(QIODevice::ReadOnly));
+        int trackIndex = 0;
+        QStringList playlists;
+        while (!lines.atEnd()) {
+            const QJsonObject expected = QJsonDocument::fromJson(lines.readLine()).object();
+            const QString kind = expected.value("kind").toString();
+            if (kind == "device") {
+                QCOMPARE(reader.name(), expected.value("deviceinfo_name").toString());
+                QCOMPARE(tracks.size(), expected.value("ntracks").toInt());
+            } else if (kind == "track") {
+                QVERIFY(trackIndex < tracks.size());
+                compareTrack(*tracks.at(trackIndex++), expected, dataPath("small"));
+            } else if (kind == "playlist") {
+                compareplaylist(reader, expected);
+            }
+        }
+        QCOMPARE(trackIndex, tracks.size());
+    }
+
+private:
+    static void compareTrack(const TDBTrack &t, const QJsonObject &e, const QString &mount)
+    {
+        const auto text = [&](const char *key) { return e.value(key).isNull() ? QString() : e.value(key).toString(); };
+        const QString id = QString::number(t.UID());
+        const auto same = [&](const QVariant &actual, const QVariant &wanted, const char *key) {
+            QVERIFY2(
+                actual == wanted,
+                qPrintable(QStringLiteral("track %1 %2: %3 != %4").arg(id, key, actual.toString(), wanted.toString())));
+        };
+        same(t.UID(), e.value("uid").toInt(), "uid");
+        for (const char *key : {"title", "artist", "album", "genre", "composer", "comment", "category"})
+            same(field(t, key), text(key), key);
+        same(t.podcastDescription(), text("description"), "description");
+        same(t.rssURL(), text("podcasturl"), "podcasturl");
+        same(t.enclosureURL(), text("podcastrss"), "podcastrss");
+        same(t.location(), mount + "/" + text("location_path"), "location_path");
+        const QList<std::pair<const char *, const char *>> numbers{{"size", "size"},
+                                                                   {"length_s", "length"},
+                                                                   {"track_nr", "trackNumber"},
+                                                                   {"tracks", "totalTracks"},
+                                                                   {"year", "year"},
+                                                                   {"bitrate", "bitrate"},
+                                                                   {"samplerate", "sampleRate"},
+                                                                   {"playcount", "playCount"},
+                                                                   {"rating", "rating"},
+                                                                   {"disc", "discNumber"},
+                                                                   {"discs", "totalDiscs"},
+                                                                   {"bpm", "BPM"},
+                                                                   {"compilation", "compilation"},
+                                                                   {"volume", "volume"},
+                                                                   {"starttime", "startTime"},
+                                                                   {"stoptime", "stopTime"},
+                                                                   {"bookmark_time", "bookmarkTime"},
+                                                                   {"checked", "checked"},
+                                                                   {"artwork_count", "artworkCount"}};
+        for (const auto &[key, name] : numbers)
+            same(field(t, name).toLongLong(), e.value(key).toInteger(), key);
+        same(quint64(t.dbid()), e.value("dbid").toString().toULongLong(), "dbid");
+        same(t.isPodcast(), e.value("is_podcast").toInt() == 1, "is_podcast");
+        same(t.isVideo(), e.value("is_video").toInt() == 1, "is_video");
+        // libgpod turns a stored 0 into Unix 0 ("never"); here it is 1 January 1904, as for any other value.
+        const auto date = [&](const char *key) {
+            const qint64 unix = e.value(key).toInteger();
+            return unix == 0 ? TDBTrack::dateFromMacTime(0) : QDateTime::fromSecsSinceEpoch(unix);
+        };
+        same(t.dateAdded(), date("time_added"), "time_added");
+        same(t.lastPlayedTime(), date("time_played"), "time_played");
+        same(t.lastModifiedTime(), date("time_modified"), "time_modified");
+        // libgpod reads offset 128 whole; the low half at 130 is 0 for images under 64 KiB.
+        same(t.artworkSize(), 0, "artworkSize");
+    }
+
+    static void compareplaylist(TDBiPod &reader, const QJsonObject &e)
+    {
+        if (e.value("hidden_flag").toInt() == 1)
+            return;
+        const QString name = e.value("name").toString();
+        TDBPlaylistPtr found;
+        for (const TDBPlaylistPtr &playlist : reader.playlists().value())
+            if (playlist->name() == name)
+                found = playlist;
+        QVERIFY2(found, qPrintable(name));
+        const int type = name == "Podcasts" ? 0 : name == "Purchased Music" ? 1 : e.value("is_smart").toInt() ? 2 : 3;
+        QCOMPARE(found->type(), type);
+        QList<qint32> wanted;
+        for (const QJsonValue &uid : e.value("tracks").toArray())
+            wanted << uid.toInt();
+        QCOMPARE(uids(found->tracks()), wanted);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestITunesDB)
+#include "tst_itunesdb.moc"
