@@ -16,6 +16,7 @@
 #include "commands/NewsImportCommand.h"
 #include "commands/NoteWriteCommand.h"
 #include "commands/OpmlCommand.h"
+#include "commands/PhotosCommand.h"
 #include "commands/PluginsCommand.h"
 #include "commands/PrefsCommand.h"
 #include "commands/SyncCommand.h"
@@ -50,6 +51,7 @@ int main(int argc, char *argv[])
     registry.add(std::make_unique<FetchCommand>());
     registry.add(std::make_unique<Html2TextCommand>());
     registry.add(std::make_unique<OpmlCommand>());
+    registry.add(std::make_unique<PhotosCommand>());
     registry.add(std::make_unique<NewsImportCommand>());
     registry.add(std::make_unique<DemoCommand>());
     registry.add(std::make_unique<FaviconCommand>());
