@@ -16,7 +16,8 @@ class CliPhotosTest : public QObject
 private Q_SLOTS:
     void listsPhotosAndAlbums()
     {
-        const CliRun run = CliRun::run({QStringLiteral("photos"), QStringLiteral("--ipod"), m_ipod, QStringLiteral("--json")});
+        const CliRun run =
+            CliRun::run({QStringLiteral("photos"), QStringLiteral("--ipod"), m_ipod, QStringLiteral("--json")});
         QCOMPARE(run.exitCode, 0);
         const QJsonObject root = QJsonDocument::fromJson(run.out.toUtf8()).object();
         const QJsonArray photos = root.value(QStringLiteral("photos")).toArray();
@@ -39,8 +40,8 @@ private Q_SLOTS:
     void exportsTiffs()
     {
         QTemporaryDir output;
-        const CliRun run = CliRun::run({QStringLiteral("photos"), QStringLiteral("--ipod"), m_ipod,
-                                        QStringLiteral("--export"), output.path()});
+        const CliRun run = CliRun::run(
+            {QStringLiteral("photos"), QStringLiteral("--ipod"), m_ipod, QStringLiteral("--export"), output.path()});
         QCOMPARE(run.exitCode, 0);
         // Only the 130 × 88 and the small images' files are in the test tree.
         QCOMPARE(QImage(output.filePath(QStringLiteral("photo0-2.tif"))).size(), QSize(130, 88));
@@ -53,7 +54,9 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<int>("exitCode");
         QTest::newRow("no --ipod") << QStringList{QStringLiteral("photos")} << 2;
-        QTest::newRow("no database") << QStringList{QStringLiteral("photos"), QStringLiteral("--ipod"), QStringLiteral("/nonexistent")} << 1;
+        QTest::newRow("no database") << QStringList{QStringLiteral("photos"), QStringLiteral("--ipod"),
+                                                    QStringLiteral("/nonexistent")}
+                                     << 1;
     }
 
     void failures()

@@ -8,8 +8,7 @@ namespace PhotoDBBuilder {
 
 namespace {
 
-template<typename T>
-void put(QByteArray &bytes, qsizetype offset, T value)
+template<typename T> void put(QByteArray &bytes, qsizetype offset, T value)
 {
     if (bytes.size() < offset + qsizetype(sizeof(T)))
         bytes.resize(offset + qsizetype(sizeof(T)), '\0');

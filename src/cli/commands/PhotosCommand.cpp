@@ -16,12 +16,9 @@ namespace {
 QJsonObject itemToJson(const TVRPodPhotoItem &item)
 {
     return QJsonObject{
-        {QStringLiteral("thumbPath"), item.thumbPath()},
-        {QStringLiteral("width"), item.size().width()},
-        {QStringLiteral("height"), item.size().height()},
-        {QStringLiteral("offset"), qint64(item.offset())},
-        {QStringLiteral("imageSize"), qint64(item.imageSize())},
-        {QStringLiteral("bytesSwapped"), item.bytesSwapped()},
+        {QStringLiteral("thumbPath"), item.thumbPath()},         {QStringLiteral("width"), item.size().width()},
+        {QStringLiteral("height"), item.size().height()},        {QStringLiteral("offset"), qint64(item.offset())},
+        {QStringLiteral("imageSize"), qint64(item.imageSize())}, {QStringLiteral("bytesSwapped"), item.bytesSwapped()},
     };
 }
 
@@ -65,8 +62,8 @@ int exportImages(const TDBPhotoDatabase &database, const QDir &folder)
     for (qsizetype p = 0; p < database.photos().size(); ++p) {
         const QList<std::shared_ptr<TVRPodPhotoItem>> &items = database.photos().at(p)->imageItems();
         for (qsizetype i = 1; i < items.size(); ++i) {
-            const QImage image = TDBPhotoDatabase::imageForItem(*items.at(i), items.at(i)->thumbPath(),
-                                                                items.at(i)->bytesSwapped());
+            const QImage image =
+                TDBPhotoDatabase::imageForItem(*items.at(i), items.at(i)->thumbPath(), items.at(i)->bytesSwapped());
             QImageWriter writer(folder.filePath(QStringLiteral("photo%1-%2.tif").arg(p).arg(i)), "tiff");
             if (!image.isNull() && writer.write(image))
                 ++written;
@@ -100,8 +97,7 @@ int PhotosCommand::run(const QStringList &arguments, Console &console)
 
     TDBPhotoDatabase database(options.parser().value(ipod));
     if (!database.readPhotoDatabase())
-        return console.fail(QStringLiteral("no photo database on \"%1\"").arg(database.mountPath()),
-                            ExitCode::Failure);
+        return console.fail(QStringLiteral("no photo database on \"%1\"").arg(database.mountPath()), ExitCode::Failure);
     if (options.parser().isSet(json))
         console.printJson(toJson(database));
     else

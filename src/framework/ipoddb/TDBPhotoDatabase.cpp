@@ -93,8 +93,7 @@ bool writeTiff(const QImage &image, const QString &path)
 
 TDBPhotoDatabase::TDBPhotoDatabase(const QString &mountPath)
     : m_mountPath(mountPath)
-{
-}
+{}
 
 std::shared_ptr<TVRPodPhoto> TDBPhotoDatabase::photoWithID(quint32 ID) const
 {
@@ -304,8 +303,8 @@ QImage TDBPhotoDatabase::imageForItem(const TVRPodPhotoItem &item, const QString
         return QImage();
     }
     const QByteArray pixels = file.read(item.imageSize());
-    const QImage image = TDBRGB565::convertRGB565ToImage(pixels, int(item.size().width()),
-                                                         int(item.size().height()), swapped);
+    const QImage image =
+        TDBRGB565::convertRGB565ToImage(pixels, int(item.size().width()), int(item.size().height()), swapped);
     if (image.isNull())
         qCWarning(lcIPodDb) << "thumbnail" << item.description() << "holds too few pixels for its size";
     return image;

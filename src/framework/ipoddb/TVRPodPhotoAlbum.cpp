@@ -2,5 +2,7 @@
 
 QString TVRPodPhotoAlbum::description() const
 {
-    return QStringLiteral("%1 (%2 photos)").arg(m_name.isNull() ? QStringLiteral("(null)") : m_name).arg(m_photos.size());
+    return QStringLiteral("%1 (%2 photos)")
+        .arg(m_name.isNull() ? QStringLiteral("(null)") : m_name)
+        .arg(m_photos.size());
 }
