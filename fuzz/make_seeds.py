@@ -410,3 +410,48 @@ write("fuzz_deviceinfo", "count-zero", struct.pack("<H", 0) + "POD".encode("utf-
 write("fuzz_deviceinfo", "negative-count", struct.pack("<H", 0x8000) + "Zoë’s iPod 🎧".encode("utf-16-le"))
 write("fuzz_deviceinfo", "odd", struct.pack("<H", 5) + b"A\x00B")
 write("fuzz_deviceinfo", "libgpod-padded", struct.pack("<H", 12) + "Zoë’s iPod 🎧".encode("utf-16-le") + bytes(1510))
+# --- Photo and artwork databases: chunk trees as the iPod's writers lay them out ---------------------
+
+def chunk(tag, header_length, children=b"", fields=()):
+    head = bytearray(header_length)
+    head[0:4] = tag
+    struct.pack_into("<II", head, 4, header_length, header_length + len(children))
+    for offset, fmt, value in fields:
+        struct.pack_into(fmt, head, offset, value)
+    return bytes(head) + children
+
+
+def string_mhod(kind, string):
+    padding = (4 - len(string) % 4) % 4
+    body = bytearray(16) + string + bytes(padding)
+    head = bytearray(chunk(b"mhod", 24, bytes(body), [(12, "<h", kind)]))
+    struct.pack_into("<i", head, 24, len(string))
+    head[15] = padding
+    return bytes(head)
+
+
+def stored_image(name, offset, size, width, height):
+    mhni = chunk(b"mhni", 0x4c, string_mhod(3, name.encode("utf-16-le")),
+                 [(20, "<I", offset), (24, "<I", size), (32, "<h", height), (34, "<h", width)])
+    return chunk(b"mhod", 0x18, mhni, [(12, "<h", 2)])
+
+
+def photo_db(photos, albums):
+    images = b"".join(chunk(b"mhii", 0x98, string_mhod(1, b"P%d" % i) + b"".join(stored_image(*s) for s in items),
+                            [(20, "<q", pid)]) for i, (pid, items) in enumerate(photos))
+    album_chunks = b"".join(chunk(b"mhba", 0x94, string_mhod(1, name) + b"".join(
+        chunk(b"mhia", 0x28, b"", [(16, "<i", m)]) for m in members)) for name, members in albums)
+    return chunk(b"mhfd", 0x84, chunk(b"mhsd", 0x60, chunk(b"mhli", 0x5c, images, [(8, "<i", len(photos))]))
+                 + chunk(b"mhsd", 0x60, chunk(b"mhla", 0x5c, album_chunks, [(8, "<i", len(albums))])))
+
+
+write("fuzz_photodb", "two-photos", photo_db(
+    [(66, [(":Thumbs:F1015_1.ithmb", 0, 22880, 124, 88), (":Thumbs:F1036_1.ithmb", 0, 4100, 50, 39)]),
+     (67, [(":Thumbs:F1019_1.ithmb", 0, 691200, 680, 480)])],
+    [(b"Library", [66, 67]), (b"Vacances \xc3\xa9t\xc3\xa9", [64, 67])]))
+write("fuzz_photodb", "empty-container", photo_db([(1, [])], [])
+      + chunk(b"mhod", 0x18, bytes(20), [(12, "<h", 2)]))
+write("fuzz_photodb", "artwork", chunk(b"mhfd", 0x84, chunk(b"mhsd", 0x60, chunk(b"mhli", 0x5c, chunk(
+    b"mhii", 0x98, stored_image(":F1028_1.ithmb", 0, 20000, 100, 100), [(20, "<q", 0x72d1294bf3f0a4b1)])))
+    + chunk(b"mhsd", 0x60, chunk(b"mhlf", 0x5c, chunk(b"mhif", 0x7c)))))
+write("fuzz_photodb", "unknown-tag", photo_db([(5, [(":a", 0, 2520, 42, 30)])], [(b"A", [5])]) + b"mhzz\x0c\0\0\0")

@@ -18,6 +18,7 @@
 #include "commands/NewsImportCommand.h"
 #include "commands/NoteWriteCommand.h"
 #include "commands/OpmlCommand.h"
+#include "commands/PhotosCommand.h"
 #include "commands/PluginsCommand.h"
 #include "commands/PrefsCommand.h"
 #include "commands/SyncCommand.h"
@@ -54,6 +55,7 @@ int main(int argc, char *argv[])
     registry.add(std::make_unique<MusicTracksCommand>());
     registry.add(std::make_unique<MusicPlaylistsCommand>());
     registry.add(std::make_unique<OpmlCommand>());
+    registry.add(std::make_unique<PhotosCommand>());
     registry.add(std::make_unique<NewsImportCommand>());
     registry.add(std::make_unique<DemoCommand>());
     registry.add(std::make_unique<FaviconCommand>());

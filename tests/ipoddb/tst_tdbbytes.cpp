@@ -16,8 +16,8 @@ private Q_SLOTS:
         QTest::addColumn<qint64>("value");
         QTest::newRow("short") << QByteArray("\x34\x12", 2) << qint64(0) << 2 << qint64(0x1234);
         QTest::newRow("negative short") << QByteArray("\xFE\xFF", 2) << qint64(0) << 2 << qint64(-2);
-        QTest::newRow("long at an odd offset") << QByteArray("\x00\x78\x56\x34\x12", 5) << qint64(1) << 4
-                                               << qint64(0x12345678);
+        QTest::newRow("long at an odd offset")
+            << QByteArray("\x00\x78\x56\x34\x12", 5) << qint64(1) << 4 << qint64(0x12345678);
         QTest::newRow("negative long") << QByteArray("\xFF\xFF\xFF\xFF", 4) << qint64(0) << 4 << qint64(-1);
         QTest::newRow("long long") << QByteArray("\x08\x07\x06\x05\x04\x03\x02\x81", 8) << qint64(0) << 8
                                    << qint64(0x8102030405060708ULL);
@@ -64,8 +64,8 @@ private Q_SLOTS:
         QTest::newRow("plain") << QByteArray("\x01\x02\x03", 3) << true << false << qint32(0x010203);
         QTest::newRow("reversed") << QByteArray("\x01\x02\x03", 3) << true << true << qint32(0x01020300);
         QTest::newRow("negative byte borrows") << QByteArray("\x01\xFF\x00", 3) << true << false << qint32(0x00FF00);
-        QTest::newRow("big-endian value swapped") << QByteArray("\x01\x02\x03", 3) << false << false
-                                                  << qint32(0x03020100);
+        QTest::newRow("big-endian value swapped")
+            << QByteArray("\x01\x02\x03", 3) << false << false << qint32(0x03020100);
     }
     void threeByteLong()
     {
