@@ -2,6 +2,7 @@
 
 #include "ipoddb/TDBPhotoDatabase.h"
 #include "ipoddb/TDBRGB565.h"
+#include "ipoddb/TDBiPod.h"
 
 #include <QDir>
 #include <QFile>
@@ -351,9 +352,11 @@ private Q_SLOTS:
             else if (object.value(QStringLiteral("kind")) == QStringLiteral("photoalbum"))
                 albums << object;
         }
-        TDBPhotoDatabase database(root);
+        // Read as plug-ins reach it, through the iPod's database reader.
+        TDBiPod iPod(root);
+        TDBPhotoDatabase &database = iPod.photoDatabase();
         QVERIFY(database.readPhotoDatabase());
-        QCOMPARE(database.photos().size(), photos.size());
+        QCOMPARE(iPod.photos().size(), photos.size());
         for (qsizetype index = 0; index < photos.size(); ++index) {
             const TVRPodPhoto &photo = *database.photos().at(index);
             QCOMPARE(photo.ID(), photos.at(index).value(QStringLiteral("dbid")).toString().toLongLong());

@@ -53,6 +53,7 @@ QString byteString(QByteArrayView bytes)
 
 TDBiPod::TDBiPod(const QString &mountPath)
     : m_mountPath(mountPath)
+    , m_photoDatabase(mountPath)
 {}
 
 std::optional<QList<TDBTrackPtr>> TDBiPod::tracks()

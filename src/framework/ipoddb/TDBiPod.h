@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TDBPhotoDatabase.h"
 #include "TDBPlaylist.h"
 #include "TDBTrack.h"
 
@@ -45,6 +46,11 @@ public:
     void processiTunesSD(const QByteArray &data) { Q_UNUSED(data); }
     void processiTunesPState(const QByteArray &data) { Q_UNUSED(data); }
 
+    // The photo and album artwork databases of the same iPod, read on demand.
+    TDBPhotoDatabase &photoDatabase() { return m_photoDatabase; }
+    const QList<std::shared_ptr<TVRPodPhoto>> &photos() const { return m_photoDatabase.photos(); }
+    const QList<std::shared_ptr<TVRPodPhotoAlbum>> &photoAlbums() const { return m_photoDatabase.photoAlbums(); }
+
 private:
     // One top-level chunk at `cursor`; the next cursor, or nullopt to stop the walk.
     std::optional<qint64> processChunk(QByteArrayView data, qint64 cursor);
@@ -63,6 +69,7 @@ private:
     void stop(qint64 cursor) const;
 
     QString m_mountPath;
+    TDBPhotoDatabase m_photoDatabase;
     QString m_name;
     std::optional<QList<TDBTrackPtr>> m_tracks;
     std::optional<QList<TDBTrackPtr>> m_podcasts;
