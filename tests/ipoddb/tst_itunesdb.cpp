@@ -570,7 +570,9 @@ private:
             return;
         const QString name = e.value("name").toString();
         TDBPlaylistPtr found;
-        for (const TDBPlaylistPtr &playlist : reader.playlists().value())
+        // Kept in a variable: a loop over a temporary optional's value would outlive it.
+        const QList<TDBPlaylistPtr> playlists = reader.playlists().value();
+        for (const TDBPlaylistPtr &playlist : playlists)
             if (playlist->name() == name)
                 found = playlist;
         QVERIFY2(found, qPrintable(name));
