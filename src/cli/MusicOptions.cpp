@@ -1,12 +1,11 @@
 #include "MusicOptions.h"
 
 #include "ArgumentParser.h"
-#include "Console.h"
-#include "ExitCode.h"
 #include "IPodOpener.h"
 
 MusicOptions::MusicOptions(ArgumentParser &options)
-    : m_ipodName(QStringLiteral("ipod"))
+    : m_options(options)
+    , m_ipodName(QStringLiteral("ipod"))
     , m_jsonName(QStringLiteral("json"))
 {
     options.addOption(
@@ -14,19 +13,24 @@ MusicOptions::MusicOptions(ArgumentParser &options)
     options.addOption(QCommandLineOption(m_jsonName, QStringLiteral("Print JSON.")));
 }
 
-std::optional<int> MusicOptions::requireiPod(const ArgumentParser &options, Console &console) const
+TVRiPodPtr MusicOptions::parseAndOpen(const QStringList &arguments, Console &console, int *exit) const
 {
-    return options.require({m_ipodName}, console);
+    std::optional<int> stop = m_options.parse(arguments, console);
+    if (!stop)
+        stop = m_options.require({m_ipodName}, console);
+    if (stop) {
+        *exit = *stop;
+        return nullptr;
+    }
+    TVRiPodPtr iPod = IPodOpener::open(m_options.parser().value(m_ipodName), console);
+    if (!iPod)
+        *exit = ExitCode::Failure;
+    return iPod;
 }
 
-TVRiPodPtr MusicOptions::openiPod(ArgumentParser &options, Console &console) const
+bool MusicOptions::json() const
 {
-    return IPodOpener::open(options.parser().value(m_ipodName), console);
-}
-
-bool MusicOptions::json(ArgumentParser &options) const
-{
-    return options.parser().isSet(m_jsonName);
+    return m_options.parser().isSet(m_jsonName);
 }
 
 int MusicOptions::failNoDatabase(const TVRiPod &iPod, Console &console)

@@ -1,3 +1,4 @@
+#include "ITunesDBBuilder.h"
 #include "PhotoDBBuilder.h"
 
 #include "ipoddb/TDBPhotoDatabase.h"
@@ -326,6 +327,29 @@ private Q_SLOTS:
         TDBPhotoDatabase database(ipod.path());
         QCOMPARE(artwork ? database.loadArtwork(output.path()) : database.loadPhotoDatabase(output.path()), loaded);
         QCOMPARE(QFileInfo::exists(output.filePath(QStringLiteral("img0.tif"))), loaded);
+    }
+
+    // Artwork entries carry the dbid of their track; the diagnostic names the track of its entry.
+    void artworkDiagnosticNamesTheTrack()
+    {
+        constexpr qint64 dbid = 0x1122334455667788;
+        QTemporaryDir ipod;
+        QTemporaryDir output;
+        QByteArray header = ITunesDBBuilder::trackHeader(42);
+        ITunesDBBuilder::putLongLong(header, 112, dbid);
+        writeFile(
+            ipod.filePath(QStringLiteral("iPod_Control/iTunes/iTunesDB")),
+            ITunesDBBuilder::database({ITunesDBBuilder::mhit(header, {ITunesDBBuilder::mhodString(1, "Song")})}, {}));
+        QByteArray images;
+        for (int entry = 0; entry < 152; ++entry)
+            images += image(entry == 150 ? dbid : entry, storedImage(QStringLiteral(":F.ithmb"), 0, 4, 2, 1));
+        writeFile(ipod.filePath(QStringLiteral("iPod_Control/Artwork/ArtworkDB")), fileHeader(photoDataSet(images)));
+        writeFile(ipod.filePath(QStringLiteral("iPod_Control/Artwork/F.ithmb")), pixels({0xF800, 0x001F}));
+        TDBiPod iPod(ipod.path());
+        // In order; the entry holds the item carried over from the entry before and its own.
+        for (const char *line : {"^photos count: 152$", "^photo: ", "^track: .*Song", "^photoItem: ", "^photoItem: "})
+            QTest::ignoreMessage(QtInfoMsg, QRegularExpression(QString::fromLatin1(line)));
+        QVERIFY(iPod.loadArtwork(output.path()));
     }
 
     void missingDatabaseKeepsLists()

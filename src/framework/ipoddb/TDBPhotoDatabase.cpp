@@ -346,7 +346,7 @@ bool TDBPhotoDatabase::loadPhotoDatabase(const QString &outputFolder)
     return true;
 }
 
-bool TDBPhotoDatabase::loadArtwork(const QString &outputFolder)
+bool TDBPhotoDatabase::loadArtwork(const QString &outputFolder, const TrackLookup &trackWithDBID)
 {
     // The fixed entry the diagnostic looks at.
     constexpr qsizetype kEntry = 150;
@@ -360,6 +360,10 @@ bool TDBPhotoDatabase::loadArtwork(const QString &outputFolder)
     }
     const TVRPodPhoto &photo = *m_photos.at(kEntry);
     qCInfo(lcIPodDb) << "photo:" << photo.description();
+    if (trackWithDBID) {
+        const TDBTrackPtr track = trackWithDBID(photo.ID());
+        qCInfo(lcIPodDb) << "track:" << (track ? track->description() : QStringLiteral("(none)"));
+    }
     const QDir folder(outputFolderOr(outputFolder));
     for (qsizetype index = 0; index < photo.imageItems().size(); ++index) {
         const TVRPodPhotoItem &item = *photo.imageItems().at(index);

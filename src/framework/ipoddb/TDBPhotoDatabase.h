@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TDBTrack.h"
 #include "TVRPodPhoto.h"
 #include "TVRPodPhotoAlbum.h"
 #include "TVRPodPhotoItem.h"
@@ -9,6 +10,7 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 // Reads an iPod's photo database ("Photos/Photo Database") and album artwork database
@@ -33,12 +35,15 @@ public:
     // Replace the lists with the walk of `data` from its start.
     void parseDatabase(QByteArrayView data);
 
+    // Finds the music track an artwork entry belongs to, by the track's 64-bit dbid.
+    using TrackLookup = std::function<TDBTrackPtr(qint64 dbid)>;
+
     // Diagnostics: read the database, then write the first photo's images (photo<N>.tif, from
     // index 1, plus rotated.tif) or the artwork entry at index 150 (img<N>.tif) as TIFF files into
-    // `outputFolder`, the desktop folder when empty. False with a log line when there is no such
-    // entry or no file.
+    // `outputFolder`, the desktop folder when empty. The artwork entry's track is logged when
+    // `trackWithDBID` is given. False with a log line when there is no such entry or no file.
     bool loadPhotoDatabase(const QString &outputFolder = {});
-    bool loadArtwork(const QString &outputFolder = {});
+    bool loadArtwork(const QString &outputFolder = {}, const TrackLookup &trackWithDBID = {});
 
     // The pixels of `item` as an image, from `thumbPath` (or the file it names); a null image with
     // a log line when the file is shorter than the item's offset and size says.

@@ -369,3 +369,9 @@ void TDBiPod::processDeviceInfo(const QByteArray &data)
     if (m_name.isNull())
         m_name = QStringLiteral(""); // a count of 0 names the iPod with nothing, which is not "no name"
 }
+
+bool TDBiPod::loadArtwork(const QString &outputFolder)
+{
+    tracks();
+    return m_photoDatabase.loadArtwork(outputFolder, [this](qint64 dbid) { return trackWithDBID(dbid); });
+}

@@ -50,6 +50,8 @@ public:
     TDBPhotoDatabase &photoDatabase() { return m_photoDatabase; }
     const QList<std::shared_ptr<TVRPodPhoto>> &photos() const { return m_photoDatabase.photos(); }
     const QList<std::shared_ptr<TVRPodPhotoAlbum>> &photoAlbums() const { return m_photoDatabase.photoAlbums(); }
+    // The artwork diagnostic, logging the track of the entry it looks at; loads the music database first.
+    bool loadArtwork(const QString &outputFolder = {});
 
 private:
     // One top-level chunk at `cursor`; the next cursor, or nullopt to stop the walk.
