@@ -218,7 +218,7 @@ private Q_SLOTS:
     void withoutSubscriptionsTheSyncSaysWhatToDo()
     {
         const CliRun run = CliRun::run({"sync", "--ipod", m_iPod, "--quick", "News"});
-        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.exitCode == 1, qPrintable(QString::number(run.exitCode) + "\n" + run.out + run.err));
         QVERIFY2(run.out.contains("tivaro news import FILE"), qPrintable(run.out));
     }
 

@@ -6,7 +6,7 @@
 
 // One run of a command-line program as a user runs it: a real process, its exit status and output.
 struct CliRun {
-    // -1 when the program could not start, crashed or ran for over a minute.
+    // -1 when the program could not start, crashed or ran for over a minute; `err` then begins with why.
     int exitCode = -1;
     QString out;
     QString err;
