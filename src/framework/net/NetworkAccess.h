@@ -6,7 +6,8 @@ class QNetworkAccessManager;
 // one server reuse its connections.
 namespace NetworkAccess {
 
-// Made on first use; it lives until the application object goes (main thread) or the thread ends.
+// Made on first use; the main thread's lives as long as the process, another thread's until the
+// thread ends.
 QNetworkAccessManager *managerForCurrentThread();
 
 } // namespace NetworkAccess

@@ -1,6 +1,7 @@
 #include "SynchronousDownload.h"
 
 #include "HttpOutcome.h"
+#include "NetworkAccess.h"
 
 #include <QEventLoop>
 #include <QNetworkAccessManager>
@@ -35,10 +36,10 @@ std::unique_ptr<QNetworkReply> getAndWait(QNetworkAccessManager &manager, const 
     return reply;
 }
 
-// Runs on the transfer's own thread.
+// Runs on the transfer thread.
 QByteArray runTransfer(QUrl url, int idleTimeoutMs, QString *error)
 {
-    QNetworkAccessManager manager;
+    QNetworkAccessManager &manager = *NetworkAccess::managerForCurrentThread();
     for (int hop = 0;; ++hop) {
         std::unique_ptr<QNetworkReply> reply = getAndWait(manager, url, idleTimeoutMs);
         const QVariant target = reply->attribute(QNetworkRequest::RedirectionTargetAttribute);
@@ -60,6 +61,22 @@ QByteArray runTransfer(QUrl url, int idleTimeoutMs, QString *error)
     }
 }
 
+// An object living on the one thread that every blocking transfer runs on. Qt's HTTP thread, stopped
+// when its manager is destroyed, can drop work it has just posted to itself and so leak the
+// connections it held; the transfer thread and its manager therefore live as long as the process.
+QObject *transferThreadAnchor()
+{
+    static QObject *const anchor = [] {
+        auto *thread = new QThread;
+        thread->setObjectName(QStringLiteral("Blocking downloads"));
+        auto *object = new QObject;
+        object->moveToThread(thread);
+        thread->start();
+        return object;
+    }();
+    return anchor;
+}
+
 } // namespace
 
 namespace SynchronousDownload {
@@ -68,10 +85,11 @@ QByteArray fetch(const QUrl &url, int idleTimeoutMs, QString *error)
 {
     QByteArray body;
     QString reason;
-    std::unique_ptr<QThread> thread(
-        QThread::create([&url, idleTimeoutMs, &body, &reason] { body = runTransfer(url, idleTimeoutMs, &reason); }));
-    thread->start();
-    thread->wait();
+    QObject *anchor = transferThreadAnchor();
+    Q_ASSERT(QThread::currentThread() != anchor->thread());
+    QMetaObject::invokeMethod(
+        anchor, [&url, idleTimeoutMs, &body, &reason] { body = runTransfer(url, idleTimeoutMs, &reason); },
+        Qt::BlockingQueuedConnection);
     if (error)
         *error = reason;
     return body;
