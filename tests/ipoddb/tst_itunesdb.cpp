@@ -247,6 +247,18 @@ private Q_SLOTS:
         QCOMPARE(track->isPodcast(), podcast);
     }
 
+    // Tracks decode their strings when asked, so bytes the reader only borrowed may change afterwards.
+    void stringsOutliveBorrowedBytes()
+    {
+        QByteArray bytes = database({mhit(trackHeader(1), {mhodString(1, QStringLiteral("Title"))})}, {});
+        TDBiPod reader(kMount);
+        reader.processiTunesDB(QByteArray::fromRawData(bytes.constData(), bytes.size()));
+        bytes.fill('\0');
+        const TDBTrackPtr track = reader.tracks().value().value(0);
+        QVERIFY(track);
+        QCOMPARE(track->title(), QStringLiteral("Title"));
+    }
+
     void playlists_data()
     {
         QTest::addColumn<QByteArray>("playlist");

@@ -1,41 +1,11 @@
 #include "TDBBytes.h"
 
+#include <QSysInfo>
 #include <QtEndian>
 
 #include <cstring>
 
 namespace TDBBytes {
-
-namespace {
-
-bool fits(QByteArrayView data, qint64 offset, qint64 size)
-{
-    return offset >= 0 && size >= 0 && offset <= data.size() && size <= data.size() - offset;
-}
-
-template<typename T> std::optional<T> read(QByteArrayView data, qint64 offset)
-{
-    if (!fits(data, offset, qint64(sizeof(T))))
-        return std::nullopt;
-    return qFromLittleEndian<T>(data.data() + offset);
-}
-
-} // namespace
-
-std::optional<qint16> readShort(QByteArrayView data, qint64 offset)
-{
-    return read<qint16>(data, offset);
-}
-
-std::optional<qint32> readLong(QByteArrayView data, qint64 offset)
-{
-    return read<qint32>(data, offset);
-}
-
-std::optional<qint64> readLongLong(QByteArrayView data, qint64 offset)
-{
-    return read<qint64>(data, offset);
-}
 
 std::optional<qint32> read3ByteLong(QByteArrayView data, qint64 offset, bool littleEndian, bool reverseOrder)
 {
@@ -49,11 +19,6 @@ std::optional<qint32> read3ByteLong(QByteArrayView data, qint64 offset, bool lit
     return static_cast<qint32>(hostOrder ? value : qbswap(value));
 }
 
-bool hasTag(QByteArrayView data, qint64 offset, const char *tag)
-{
-    return fits(data, offset, 4) && std::memcmp(data.data() + offset, tag, 4) == 0;
-}
-
 QString tagAt(QByteArrayView data, qint64 offset)
 {
     return fits(data, offset, 4) ? QString::fromLatin1(data.data() + offset, 4) : QString();
@@ -64,8 +29,13 @@ std::optional<QString> readUtf16(QByteArrayView data, qint64 offset, qint64 coun
     if (count < 0 || !fits(data, offset, count * 2))
         return std::nullopt;
     QString text(count, Qt::Uninitialized);
-    for (qint64 i = 0; i < count; ++i)
-        text[i] = QChar(qFromLittleEndian<quint16>(data.data() + offset + 2 * i));
+    const char *source = data.data() + offset;
+    if constexpr (QSysInfo::ByteOrder == QSysInfo::LittleEndian) {
+        std::memcpy(text.data(), source, size_t(count) * 2);
+    } else {
+        for (qint64 i = 0; i < count; ++i)
+            text[i] = QChar(qFromLittleEndian<quint16>(source + 2 * i));
+    }
     return text;
 }
 

@@ -39,16 +39,6 @@ QByteArray readFile(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-// Types 15 and 16 hold 8-bit text: every byte becomes one character, sign-extended, never decoded.
-QString byteString(QByteArrayView bytes)
-{
-    QString text;
-    text.reserve(bytes.size());
-    for (const char byte : bytes)
-        text.append(QChar(char16_t(static_cast<signed char>(byte))));
-    return text;
-}
-
 } // namespace
 
 TDBiPod::TDBiPod(const QString &mountPath)
@@ -87,7 +77,13 @@ void TDBiPod::processiTunesDB(const QByteArray &data)
 {
     if (data.isEmpty())
         return;
+    // The tracks keep the bytes to decode their strings from; bytes borrowed with fromRawData are copied.
+    QByteArray bytes = data;
+    if (!bytes.data_ptr().isMutable())
+        bytes = QByteArray(data.constData(), data.size());
+    m_source = std::make_shared<const TDBTrackSource>(TDBTrackSource{bytes, m_mountPath});
     m_tracks.emplace();
+    m_tracksByUID.clear();
     m_playlists.emplace();
     m_maxPosition = data.size();
     // A loop where each chunk hands on the next cursor; the order of tracks and playlists is the file's.
@@ -132,6 +128,10 @@ std::optional<qint64> TDBiPod::processTrackList(QByteArrayView data, qint64 curs
     // The count is trusted only as far as the buffer holds tracks: each one advances or ends the list.
     const qint64 count = quint32(longAt(data, cursor + 8));
     qint64 position = cursor + headerLength;
+    // Room for as many tracks as the rest of the buffer can hold, however large the count claims to be.
+    const qint64 room = std::min(count, (m_maxPosition - position) / kTrackFields);
+    m_tracks->reserve(m_tracks->size() + room);
+    m_tracksByUID.reserve(m_tracksByUID.size() + room);
     for (qint64 i = 0; i < count; ++i) {
         const std::optional<qint64> length = processMHIT(data, position);
         if (!length)
@@ -149,9 +149,13 @@ std::optional<qint64> TDBiPod::processMHIT(QByteArrayView data, qint64 position)
         headerLength > total)
         return std::nullopt;
     m_currentTrack = TDBTrack::track();
+    m_currentTrack->setSource(m_source);
     readTrackHeader(data, position, *m_currentTrack);
     processChildren(data, position + headerLength, position + total, quint32(longAt(data, position + 12)));
     m_tracks->append(m_currentTrack);
+    // The first of several tracks with one UID is the one playlists find.
+    if (TDBTrackPtr &byUID = m_tracksByUID[m_currentTrack->UID()]; !byUID)
+        byUID = m_currentTrack;
     m_currentTrack.reset();
     return total;
 }
@@ -236,8 +240,9 @@ void TDBiPod::processMHIP(QByteArrayView data, qint64 position)
     const std::optional<qint32> uid = readLong(data, position + 24);
     if (!uid || !m_currentPlaylist)
         return;
-    if (const TDBTrackPtr track = trackWithUID(*uid))
-        m_currentPlaylist->addTrack(track);
+    // Looked up in place: a copy of the pointer for the lookup alone costs as much as the lookup.
+    if (const auto found = m_tracksByUID.constFind(*uid); found != m_tracksByUID.cend())
+        m_currentPlaylist->addTrack(*found);
 }
 
 void TDBiPod::processMHOD(QByteArrayView data, qint64 position, qint64 total)
@@ -250,29 +255,35 @@ void TDBiPod::processMHOD(QByteArrayView data, qint64 position, qint64 total)
     }
     if (type == 100)
         return;
-    std::optional<QString> text;
+    // Where the text lies; it is decoded only when asked for.
+    std::optional<TDBText> text;
     if (type == 15 || type == 16) {
         const qint64 headerLength = longAt(data, position + 4);
         if (headerLength >= 0 && headerLength <= total)
-            text = byteString(data.sliced(position + headerLength, total - headerLength));
+            text = TDBText::stored(position + headerLength, total - headerLength, TDBText::Encoding::Bytes);
     } else if (total >= kStringFields) {
         const qint64 length = longAt(data, position + 28);
         // The string ends the chunk; an odd length reads one byte beyond it, as the format's readers always have.
-        if (length >= 0 && length <= total)
-            text = readUtf16(data, position + total - length, (length + 1) / 2);
+        const qint64 offset = position + total - length;
+        const qint64 count = (length + 1) / 2;
+        if (length >= 0 && length <= total && count * 2 <= data.size() - offset)
+            text = TDBText::stored(offset, count, type == 2 ? TDBText::Encoding::iPodPath : TDBText::Encoding::Utf16);
     }
     if (text)
-        applyString(type, NSStringXtra::trimWhiteSpace(*text));
+        applyString(type, *text);
 }
 
-void TDBiPod::applyString(qint32 type, const QString &text)
+void TDBiPod::applyString(qint32 type, const TDBText &text)
 {
     TDBTrack *track = m_currentTrack.get();
     const auto onTrack = [track](auto apply) {
         if (track)
             apply(*track);
     };
-    const auto podcast = [&](void (TDBTrack::*setter)(const QString &)) {
+    const auto set = [&](void (TDBTrack::*setter)(const TDBText &)) {
+        onTrack([&](TDBTrack &t) { (t.*setter)(text); });
+    };
+    const auto podcast = [&](void (TDBTrack::*setter)(const TDBText &)) {
         onTrack([&](TDBTrack &t) {
             (t.*setter)(text);
             t.setIsPodcast(true);
@@ -281,37 +292,37 @@ void TDBiPod::applyString(qint32 type, const QString &text)
     switch (type) {
     case 1:
         if (m_currentPlaylist)
-            m_currentPlaylist->setName(text);
+            m_currentPlaylist->setName(text.text(m_source.get()));
         else
-            onTrack([&](TDBTrack &t) { t.setTitle(text); });
+            set(&TDBTrack::setTitle);
         break;
     case 2:
-        onTrack([&](TDBTrack &t) {
-            t.setLocation(PathUtils::appendingPathComponent(m_mountPath,
-                                                            QString(text).replace(QLatin1Char(':'), QLatin1Char('/'))));
-        });
+        set(&TDBTrack::setLocation);
         break;
     case 3:
-        onTrack([&](TDBTrack &t) { t.setAlbum(text); });
+        set(&TDBTrack::setAlbum);
         break;
     case 4:
-        onTrack([&](TDBTrack &t) { t.setArtist(text); });
+        set(&TDBTrack::setArtist);
         break;
     case 5:
-        onTrack([&](TDBTrack &t) { t.setGenre(text); });
+        set(&TDBTrack::setGenre);
         break;
     case 6:
-        if (text == QLatin1String("MPEG-4 video file") || text == QLatin1String("QuickTime movie file"))
-            onTrack([](TDBTrack &t) { t.setVideo(true); });
+        if (track) {
+            const QString kind = text.text(m_source.get());
+            if (kind == QLatin1String("MPEG-4 video file") || kind == QLatin1String("QuickTime movie file"))
+                track->setVideo(true);
+        }
         break;
     case 8:
-        onTrack([&](TDBTrack &t) { t.setComment(text); });
+        set(&TDBTrack::setComment);
         break;
     case 9:
         podcast(&TDBTrack::setCategory);
         break;
     case 12:
-        onTrack([&](TDBTrack &t) { t.setComposer(text); });
+        set(&TDBTrack::setComposer);
         break;
     case 14:
         podcast(&TDBTrack::setPodcastDescription);
@@ -329,11 +340,7 @@ void TDBiPod::applyString(qint32 type, const QString &text)
 
 TDBTrackPtr TDBiPod::trackWithUID(qint32 uid) const
 {
-    if (!m_tracks)
-        return {};
-    const auto it =
-        std::find_if(m_tracks->cbegin(), m_tracks->cend(), [uid](const TDBTrackPtr &t) { return t->UID() == uid; });
-    return it == m_tracks->cend() ? TDBTrackPtr() : *it;
+    return m_tracksByUID.value(uid);
 }
 
 TDBTrackPtr TDBiPod::trackWithDBID(qint64 dbid) const

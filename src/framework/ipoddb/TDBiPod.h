@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 #include <QByteArrayView>
+#include <QHash>
 #include <QList>
 #include <QString>
 
@@ -28,7 +29,8 @@ public:
 
     // (Re-)reads iPod_Control/iTunes/iTunesDB.
     void loadTracks();
-    // Parses a whole database; empty data changes nothing.
+    // Parses a whole database; empty data changes nothing. The tracks share `data` (they decode their
+    // strings from it when asked), so it stays in memory while any of them does.
     void processiTunesDB(const QByteArray &data);
 
     TDBTrackPtr trackWithUID(qint32 uid) const;
@@ -67,13 +69,16 @@ private:
     std::optional<qint64> processMHODOrMHIP(QByteArrayView data, qint64 position, qint64 end);
     void processMHIP(QByteArrayView data, qint64 position);
     void processMHOD(QByteArrayView data, qint64 position, qint64 total);
-    void applyString(qint32 type, const QString &text);
+    void applyString(qint32 type, const TDBText &text);
     void stop(qint64 cursor) const;
 
     QString m_mountPath;
+    // The database being read, shared with its tracks, which decode their strings from it.
+    std::shared_ptr<const TDBTrackSource> m_source;
     TDBPhotoDatabase m_photoDatabase;
     QString m_name;
     std::optional<QList<TDBTrackPtr>> m_tracks;
+    QHash<qint32, TDBTrackPtr> m_tracksByUID;
     std::optional<QList<TDBTrackPtr>> m_podcasts;
     std::optional<QList<TDBPlaylistPtr>> m_playlists;
     TDBTrackPtr m_currentTrack;
