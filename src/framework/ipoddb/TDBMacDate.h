@@ -4,9 +4,10 @@
 
 #include <optional>
 
-// A date the music database stores as seconds since 1904-01-01 00:00 local time. It becomes a
-// QDateTime only when first asked for: the local-time conversion costs more than reading a whole
-// track, and most dates of a database are never looked at. Not for use by two threads at once.
+// A date the music database stores as seconds since 1904-01-01 00:00 local time, turned into a
+// QDateTime each time it is read: the local-time conversion costs more than reading a whole track,
+// and most dates of a database are never looked at. Nothing is cached, so tracks can be read from
+// several threads at once.
 class TDBMacDate
 {
 public:
@@ -16,7 +17,7 @@ public:
     void setMacTime(qint32 seconds)
     {
         m_seconds = seconds;
-        m_date.reset();
+        m_date = QDateTime();
     }
     void setDate(const QDateTime &date)
     {
@@ -24,14 +25,9 @@ public:
         m_date = date;
     }
     // Null while neither was set.
-    QDateTime date() const
-    {
-        if (!m_date && m_seconds)
-            m_date = fromMacTime(*m_seconds);
-        return m_date.value_or(QDateTime());
-    }
+    QDateTime date() const { return m_seconds ? fromMacTime(*m_seconds) : m_date; }
 
 private:
     std::optional<qint32> m_seconds;
-    mutable std::optional<QDateTime> m_date;
+    QDateTime m_date;
 };
