@@ -224,6 +224,10 @@ private Q_SLOTS:
                                          << false;
         QTest::newRow("MPEG-4 video") << mhodString(6, "MPEG-4 video file") << "isVideo" << QVariant(true) << false;
         QTest::newRow("audio file type") << mhodString(6, "MPEG audio file") << "isVideo" << QVariant(false) << false;
+        QTest::newRow("video file type, padded")
+            << mhodString(6, " QuickTime movie file\n") << "isVideo" << QVariant(true) << false;
+        QTest::newRow("long file type") << mhodString(6, QString(70, QLatin1Char('x')) + "QuickTime movie file")
+                                        << "isVideo" << QVariant(false) << false;
         QTest::newRow("file type not kept")
             << mhodString(6, "MPEG-4 video file") << "filetype" << QVariant(QString()) << false;
         QTest::newRow("EQ setting dropped") << mhodString(7, "Rock") << "eqsetting" << QVariant(QString()) << false;

@@ -6,6 +6,10 @@
 #include "core/PathUtils.h"
 #include "feeds/NSStringXtra.h"
 
+#include <QtEndian>
+
+#include <algorithm>
+
 namespace {
 
 QString byteString(QByteArrayView bytes)
@@ -47,4 +51,22 @@ QString TDBText::text(const TDBTrackSource *source) const
         return text;
     return PathUtils::appendingPathComponent(source->mountPath,
                                              QString(text).replace(QLatin1Char(':'), QLatin1Char('/')));
+}
+
+bool TDBText::isAnyOf(const TDBTrackSource *source, std::initializer_list<QLatin1StringView> candidates) const
+{
+    const auto matches = [&](QStringView text) {
+        return std::any_of(candidates.begin(), candidates.end(),
+                           [text](QLatin1StringView candidate) { return text == candidate; });
+    };
+    // Long enough for the file kinds the reader tells apart.
+    constexpr qint32 kShort = 64;
+    if (m_offset < 0 || m_encoding != Encoding::Utf16 || m_count > kShort || !source ||
+        !TDBBytes::fits(source->bytes, m_offset, qint64(m_count) * 2))
+        return matches(text(source));
+    char16_t units[kShort];
+    const char *from = source->bytes.constData() + m_offset;
+    for (qint32 i = 0; i < m_count; ++i)
+        units[i] = qFromLittleEndian<quint16>(from + 2 * i);
+    return matches(QStringView(units, m_count).trimmed());
 }

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <QLatin1StringView>
 #include <QString>
+
+#include <initializer_list>
 
 struct TDBTrackSource;
 
@@ -26,6 +29,8 @@ public:
     static TDBText stored(qint64 offset, qint64 count, Encoding encoding);
 
     QString text(const TDBTrackSource *source) const;
+    // Whether text() equals one of `candidates`; short strings are compared without allocating.
+    bool isAnyOf(const TDBTrackSource *source, std::initializer_list<QLatin1StringView> candidates) const;
     // The string without trimming, as the database holds it; the given text for a given string.
     static QString decode(QByteArrayView bytes, qint64 offset, qint64 count, Encoding encoding);
 

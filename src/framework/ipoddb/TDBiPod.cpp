@@ -309,11 +309,9 @@ void TDBiPod::applyString(qint32 type, const TDBText &text)
         set(&TDBTrack::setGenre);
         break;
     case 6:
-        if (track) {
-            const QString kind = text.text(m_source.get());
-            if (kind == QLatin1String("MPEG-4 video file") || kind == QLatin1String("QuickTime movie file"))
-                track->setVideo(true);
-        }
+        if (track && text.isAnyOf(m_source.get(),
+                                  {QLatin1StringView("MPEG-4 video file"), QLatin1StringView("QuickTime movie file")}))
+            track->setVideo(true);
         break;
     case 8:
         set(&TDBTrack::setComment);
