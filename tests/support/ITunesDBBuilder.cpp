@@ -6,31 +6,31 @@ namespace ITunesDBBuilder {
 
 namespace {
 
-template<typename T> void put(QByteArray &bytes, int offset, T value)
+template<typename T> void put(QByteArray &bytes, qsizetype offset, T value)
 {
-    if (bytes.size() < offset + int(sizeof(T)))
-        bytes.resize(offset + int(sizeof(T)), '\0');
+    if (bytes.size() < offset + qsizetype(sizeof(T)))
+        bytes.resize(offset + qsizetype(sizeof(T)), '\0');
     qToLittleEndian(value, bytes.data() + offset);
 }
 
 } // namespace
 
-void putLong(QByteArray &bytes, int offset, qint32 value)
+void putLong(QByteArray &bytes, qsizetype offset, qint32 value)
 {
     put(bytes, offset, value);
 }
 
-void putShort(QByteArray &bytes, int offset, qint16 value)
+void putShort(QByteArray &bytes, qsizetype offset, qint16 value)
 {
     put(bytes, offset, value);
 }
 
-void putLongLong(QByteArray &bytes, int offset, qint64 value)
+void putLongLong(QByteArray &bytes, qsizetype offset, qint64 value)
 {
     put(bytes, offset, value);
 }
 
-QByteArray chunk(const char *tag, int headerLength, const QByteArray &children, qint32 lengthOrCount)
+QByteArray chunk(const char *tag, qint32 headerLength, const QByteArray &children, qint32 lengthOrCount)
 {
     QByteArray bytes(headerLength, '\0');
     bytes.replace(0, 4, QByteArray(tag, 4));

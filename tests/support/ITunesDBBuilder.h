@@ -8,13 +8,13 @@
 // that a test can build exactly the quirk or the corruption it is about.
 namespace ITunesDBBuilder {
 
-void putLong(QByteArray &bytes, int offset, qint32 value);
-void putShort(QByteArray &bytes, int offset, qint16 value);
-void putLongLong(QByteArray &bytes, int offset, qint64 value);
+void putLong(QByteArray &bytes, qsizetype offset, qint32 value);
+void putShort(QByteArray &bytes, qsizetype offset, qint16 value);
+void putLongLong(QByteArray &bytes, qsizetype offset, qint64 value);
 
 // A chunk: tag, header length, then `lengthOrCount` at +8 (the total length when it is -1), the
 // header padded to `headerLength`, then the children.
-QByteArray chunk(const char *tag, int headerLength, const QByteArray &children, qint32 lengthOrCount = -1);
+QByteArray chunk(const char *tag, qint32 headerLength, const QByteArray &children = {}, qint32 lengthOrCount = -1);
 
 QByteArray mhbd(const QList<QByteArray> &dataSets);
 QByteArray mhsd(qint32 type, const QByteArray &content);

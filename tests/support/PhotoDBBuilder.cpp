@@ -1,19 +1,8 @@
 #include "PhotoDBBuilder.h"
 
-#include <QtEndian>
-
-#include <cstring>
-
 namespace PhotoDBBuilder {
 
 namespace {
-
-template<typename T> void put(QByteArray &bytes, qsizetype offset, T value)
-{
-    if (bytes.size() < offset + qsizetype(sizeof(T)))
-        bytes.resize(offset + qsizetype(sizeof(T)), '\0');
-    qToLittleEndian(value, bytes.data() + offset);
-}
 
 // A string data object: 24-byte header, 16-byte string header (length at 24), the string, then
 // zero padding to a multiple of 4 whose length sits at the odd offset 15.
@@ -29,30 +18,6 @@ QByteArray stringObject(qint16 type, const QByteArray &string)
 }
 
 } // namespace
-
-void putShort(QByteArray &bytes, qsizetype offset, qint16 value)
-{
-    put(bytes, offset, value);
-}
-
-void putLong(QByteArray &bytes, qsizetype offset, qint32 value)
-{
-    put(bytes, offset, value);
-}
-
-void putLongLong(QByteArray &bytes, qsizetype offset, qint64 value)
-{
-    put(bytes, offset, value);
-}
-
-QByteArray chunk(const char *tag, qint32 headerLength, const QByteArray &children)
-{
-    QByteArray bytes(headerLength, '\0');
-    std::memcpy(bytes.data(), tag, 4);
-    putLong(bytes, 4, headerLength);
-    putLong(bytes, 8, qint32(headerLength + children.size()));
-    return bytes + children;
-}
 
 QByteArray fileHeader(const QByteArray &children)
 {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ITunesDBBuilder.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -7,12 +9,11 @@
 // do: a zero-filled header of the usual length with the chunk's fields, then its children.
 namespace PhotoDBBuilder {
 
-void putShort(QByteArray &bytes, qsizetype offset, qint16 value);
-void putLong(QByteArray &bytes, qsizetype offset, qint32 value);
-void putLongLong(QByteArray &bytes, qsizetype offset, qint64 value);
-
-// `tag`, the header length at 4 and header + children as the total length at 8.
-QByteArray chunk(const char *tag, qint32 headerLength, const QByteArray &children = {});
+// The music database's chunks have the same frame: tag, header length at 4, total length at 8.
+using ITunesDBBuilder::chunk;
+using ITunesDBBuilder::putLong;
+using ITunesDBBuilder::putLongLong;
+using ITunesDBBuilder::putShort;
 
 QByteArray fileHeader(const QByteArray &children);              // mhfd
 QByteArray dataSet(qint32 type, const QByteArray &children);    // mhsd
