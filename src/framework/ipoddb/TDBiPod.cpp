@@ -9,6 +9,7 @@
 #include <QFile>
 
 #include <algorithm>
+#include <limits>
 
 using namespace TDBBytes;
 
@@ -77,6 +78,11 @@ void TDBiPod::processiTunesDB(const QByteArray &data)
 {
     if (data.isEmpty())
         return;
+    // Tracks note where their strings lie in 32 bits; a real database is a few dozen megabytes.
+    if (data.size() > std::numeric_limits<qint32>::max()) {
+        qCWarning(lcIPodDb) << "the music database is too large to read:" << data.size() << "bytes";
+        return;
+    }
     // The tracks keep the bytes to decode their strings from; bytes borrowed with fromRawData are copied.
     QByteArray bytes = data;
     if (!bytes.data_ptr().isMutable())

@@ -29,8 +29,8 @@ public:
 
     // (Re-)reads iPod_Control/iTunes/iTunesDB.
     void loadTracks();
-    // Parses a whole database; empty data changes nothing. The tracks share `data` (they decode their
-    // strings from it when asked), so it stays in memory while any of them does.
+    // Parses a whole database; empty data, or data of 2 GB or more, changes nothing. The tracks share `data` (they
+    // decode their strings from it when asked), so it stays in memory while any of them does.
     void processiTunesDB(const QByteArray &data);
 
     TDBTrackPtr trackWithUID(qint32 uid) const;
