@@ -8,6 +8,7 @@
 #include "sync/TVRSyncInfo.h"
 #include "sync/TVRSyncUtils.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QTimer>
 
@@ -60,11 +61,13 @@ void NewsSync::downloadFinished(TVRDownloadItem *item)
         return;
     const NewsSubscription feed = m_feedOfItem.take(item);
     const QString problem = downloadProblem(*item);
-    if (!problem.isNull())
+    if (!problem.isNull()) {
+        m_failedFeeds.insert(feed.url.toString());
         m_log->appendError(
             QStringLiteral("Cannot fetch \"%1\" (%2): %3").arg(feed.title, feed.url.toString(), problem));
-    else
+    } else {
         writeFeed(feed, item->downloader()->data());
+    }
     TVRSyncUtils::incrementSyncProgress();
     if (--m_remaining == 0)
         finish();
@@ -86,25 +89,46 @@ QString NewsSync::downloadProblem(const TVRDownloadItem &item)
 void NewsSync::writeFeed(const NewsSubscription &feed, const QByteArray &data)
 {
     if (iPodIsGone()) {
+        m_failedFeeds.insert(feed.url.toString());
         m_log->appendError(
             QStringLiteral("The iPod at %1 is gone; \"%2\" was not written.").arg(m_iPod->path(), feed.title));
         return;
     }
     TVRSyncUtils::provideSyncFeedback(QStringLiteral("Writing %1").arg(feed.title));
-    // Old news goes only once there is new news to replace it: a sync without a connection keeps
-    // what the iPod had.
-    if (!m_oldNewsRemoved) {
-        m_iPod->removeNotesFoldersNamed(NewsFeedWriter::newsFolder);
-        m_oldNewsRemoved = true;
-    }
+    // The record of Tivaro's files keeps each note's feed, so that a feed failing next time keeps its news.
+    m_iPod->setOutputGroup(feed.url.toString());
     QString error;
     NewsFeedWriter writer(*m_iPod);
-    if (const std::optional<int> notes = writer.write(feed, data, &error)) {
+    const std::optional<int> notes = writer.write(feed, data, &error);
+    m_iPod->setOutputGroup(QString());
+    if (notes) {
         ++m_feedsWritten;
         m_notesWritten += *notes;
     } else {
+        m_failedFeeds.insert(feed.url.toString());
         m_log->appendError(error);
     }
+}
+
+void NewsSync::removeOldNews()
+{
+    const QByteArray folder =
+        m_iPod->pathOnVolume(m_iPod->realTivaroFolder()) + '/' + QFile::encodeName(NewsFeedWriter::newsFolder) + '/';
+    QList<QByteArray> old;
+    const QHash<QByteArray, IPodManifest::Entry> files = m_iPod->ownFiles();
+    for (auto it = files.cbegin(); it != files.cend(); ++it) {
+        if (!it.key().startsWith(folder) || m_iPod->writtenFiles().contains(it.key()))
+            continue;
+        // A note of unknown feed (written before Tivaro kept a record) is kept while any feed fails.
+        const bool feedFailed = it->group.isEmpty() ? !m_failedFeeds.isEmpty() : m_failedFeeds.contains(it->group);
+        if (!feedFailed)
+            old.append(it.key());
+    }
+    const RemovalReport report = m_iPod->removeOwnFiles(old);
+    if (!report.removed.isEmpty())
+        m_log->appendLog(QStringLiteral("Removed %1 old news notes.").arg(report.removed.size()));
+    for (const auto &[path, why] : report.kept)
+        m_log->appendLog(QStringLiteral("Kept %1: %2.").arg(QFile::decodeName(path), why));
 }
 
 bool NewsSync::iPodIsGone() const
@@ -117,6 +141,9 @@ void NewsSync::finish()
     if (m_finished)
         return;
     m_finished = true;
+    // Old news goes only once this sync's news is written, and never when it was cut short.
+    if (!m_cancelled && m_total > 0 && !iPodIsGone())
+        removeOldNews();
     if (m_total > 0) {
         const QString summary = QStringLiteral("Wrote %1 of %2 news feeds (%3 notes).")
                                     .arg(m_feedsWritten)

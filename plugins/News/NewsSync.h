@@ -6,6 +6,7 @@
 #include "net/TVRDownloadManagerDelegate.h"
 
 #include <QHash>
+#include <QSet>
 #include <QObject>
 
 #include <memory>
@@ -39,6 +40,9 @@ private:
     static QString downloadProblem(const TVRDownloadItem &item);
     void writeFeed(const NewsSubscription &feed, const QByteArray &data);
     bool iPodIsGone() const;
+    // Removes the news of earlier syncs that this one did not write again, except the notes of feeds
+    // that failed this time: those keep their old news.
+    void removeOldNews();
     void finish();
 
     std::shared_ptr<TVRiPod> m_iPod;
@@ -50,7 +54,8 @@ private:
     int m_remaining = 0;
     int m_feedsWritten = 0;
     int m_notesWritten = 0;
-    bool m_oldNewsRemoved = false;
+    // The feeds that failed in this sync, by address.
+    QSet<QString> m_failedFeeds;
     bool m_cancelled = false;
     bool m_finished = false;
 };

@@ -21,10 +21,11 @@ QString textFiles(qsizetype count)
 
 } // namespace
 
-TextFileCopier::TextFileCopier(TVRSyncInfo *syncInfo, QObject *reporter)
+TextFileCopier::TextFileCopier(TVRSyncInfo *syncInfo, QObject *reporter, const QString &owner)
     : m_iPod(syncInfo->iPod())
     , m_log(syncInfo->logManager())
     , m_reporter(reporter)
+    , m_owner(owner)
 {}
 
 void TextFileCopier::start(const QString &folder, const QStringList &files)
@@ -95,7 +96,14 @@ void TextFileCopier::copyFile(const QString &relativePath)
     const QString name = noteNameFor(relativePath);
     TVRSyncUtils::provideSyncFeedback(name);
     const std::optional<QString> text = readText(relativePath);
-    if (text && m_iPod->writeNoteToiPod(*text, name, localPathFor(relativePath))) {
+    // Each note is recorded with the file it comes from, so that it can go when the file does.
+    m_iPod->setOutputOwner(m_owner);
+    m_iPod->setOutputGroup(relativePath);
+    const bool written = text && m_iPod->writeNoteToiPod(*text, name, localPathFor(relativePath));
+    m_iPod->setOutputGroup(QString());
+    if (!written)
+        m_failed.insert(relativePath);
+    if (written) {
         ++m_copied;
     } else if (text && iPodIsGone()) {
         // One error for the lost iPod, not one for every file left.
@@ -118,9 +126,29 @@ bool TextFileCopier::iPodIsGone() const
     return !QFileInfo(m_iPod->path() + QStringLiteral("/iPod_Control")).isDir();
 }
 
+void TextFileCopier::removeOldNotes()
+{
+    QList<QByteArray> old;
+    const QHash<QByteArray, IPodManifest::Entry> files = m_iPod->ownFiles();
+    for (auto it = files.cbegin(); it != files.cend(); ++it) {
+        if (it->owner == m_owner && !m_iPod->writtenFiles().contains(it.key()) && !m_failed.contains(it->group))
+            old.append(it.key());
+    }
+    const RemovalReport report = m_iPod->removeOwnFiles(old);
+    if (!report.removed.isEmpty())
+        m_log->appendLog(QStringLiteral("Removed %1 of text files that are no longer there.")
+                             .arg(report.removed.size() == 1 ? QStringLiteral("1 note page")
+                                                             : QStringLiteral("%1 note pages").arg(report.removed.size())));
+    for (const auto &[path, why] : report.kept)
+        m_log->appendLog(QStringLiteral("Kept %1: %2.").arg(QFile::decodeName(path), why));
+}
+
 void TextFileCopier::finish()
 {
     m_finished = true;
+    // Only a copy that went through to the end knows which notes are no longer wanted.
+    if (!m_cancelled && !m_stopped && !m_owner.isEmpty())
+        removeOldNotes();
     if (!m_files.isEmpty() || !m_stopped) {
         const QString summary = m_copied == m_files.size()
                                     ? QStringLiteral("Copied %1.").arg(textFiles(m_copied))

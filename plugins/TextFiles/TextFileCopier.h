@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 
@@ -21,8 +22,9 @@ class TextFileCopier : public QObject
     Q_OBJECT
 
 public:
-    // `reporter` is the plug-in, the sender of the completion notification.
-    TextFileCopier(TVRSyncInfo *syncInfo, QObject *reporter);
+    // `reporter` is the plug-in, the sender of the completion notification; `owner` its name, under which
+    // the record of Tivaro's files keeps the notes it writes.
+    TextFileCopier(TVRSyncInfo *syncInfo, QObject *reporter, const QString &owner);
 
     // Copies `files` (relative to `folder`), then reports completion.
     void start(const QString &folder, const QStringList &files);
@@ -42,14 +44,20 @@ private:
     std::optional<QString> readText(const QString &relativePath);
     bool iPodIsGone() const;
     void stopBecauseTheiPodIsGone();
+    // Removes the notes of files that are gone or renamed, and pages left by files that got shorter;
+    // a file that could not be copied this time keeps its note.
+    void removeOldNotes();
     void finish();
     void scheduleNext();
 
     std::shared_ptr<TVRiPod> m_iPod;
     std::shared_ptr<LogManager> m_log;
     QObject *m_reporter;
+    QString m_owner;
     QString m_folder;
     QStringList m_files;
+    // The files that could not be copied this time, relative to the folder.
+    QSet<QString> m_failed;
     qsizetype m_next = 0;
     int m_copied = 0;
     bool m_cancelled = false;

@@ -25,7 +25,7 @@ qint32 TextFilesPlugin::prepareSync(bool *needsInternet, TVRSyncInfo *)
 
 void TextFilesPlugin::sync(TVRSyncInfo *syncInfo)
 {
-    m_copier = std::make_unique<TextFileCopier>(syncInfo, this);
+    m_copier = std::make_unique<TextFileCopier>(syncInfo, this, name());
     QString problem;
     const QString folder = textFolder(&problem);
     if (folder.isNull())

@@ -29,4 +29,9 @@ TVRiPodPtr openWithText(const QString &path, const QString &input, Console &cons
     return iPod;
 }
 
+QString commandLineOwner()
+{
+    return QStringLiteral("tivaro command line");
+}
+
 } // namespace IPodOpener

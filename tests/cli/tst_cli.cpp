@@ -217,7 +217,7 @@ void CliTest::noteWriteFailures_data()
     QTest::addColumn<QString>("message");
     QTest::newRow("not UTF-8") << "n" << QByteArray("caf\xE9") << false << "standard input is not valid UTF-8";
     QTest::newRow("name of 300 characters") << QString(300, 'n') << QByteArray("text") << false << "too long";
-    QTest::newRow("Notes is a file") << "n" << QByteArray("text") << true << "Not a directory";
+    QTest::newRow("Notes is a file") << "n" << QByteArray("text") << true << "Notes is not a folder";
 }
 
 void CliTest::noteWriteFailures()

@@ -29,7 +29,7 @@ private Q_SLOTS:
     void userHasChoseniPod_data();
     void userHasChoseniPod();
     void scanExplainsUnusableVolumes();
-    void malformedSysInfoRaisesButScanReports();
+    void malformedSysInfoIsLeftOutAndScanReports();
     void unreadableMountTableGivesNothing();
 
 private:
@@ -222,14 +222,20 @@ void IPodManagerTest::scanExplainsUnusableVolumes()
     QCOMPARE(volumes.at(2).fileSystemType, QStringLiteral("hfsplus"));
 }
 
-void IPodManagerTest::malformedSysInfoRaisesButScanReports()
+void IPodManagerTest::malformedSysInfoIsLeftOutAndScanReports()
 {
     const QString broken = fixture(QStringLiteral("Broken"), 0);
     IPodFixture::writeFile(broken, QStringLiteral("iPod_Control/Device/SysInfo"), "pszSerialNumber:\n");
-    mount({{broken, QStringLiteral("vfat")}});
-    QVERIFY_THROWS_EXCEPTION(SysInfoError, TVRiPodManager::sharedManager().connectediPods());
+    const QString good = fixture(QStringLiteral("Good"), 6, QStringLiteral("G1"));
+    mount({{broken, QStringLiteral("vfat")}, {good, QStringLiteral("vfat")}});
+    // The broken one does not hide the good one from the sync's choice.
+    const QList<TVRiPodPtr> iPods = TVRiPodManager::sharedManager().connectediPods();
+    QCOMPARE(iPods.size(), 1);
+    QCOMPARE(iPods.first()->path(), good);
+    QCOMPARE(TVRiPodManager::sharedManager().choseniPod()->path(), good);
     const QList<DetectedVolume> volumes = TVRiPodManager::sharedManager().scanVolumes();
-    QCOMPARE(volumes.size(), 1);
+    QCOMPARE(volumes.size(), 2);
+    QCOMPARE(volumes.first().path, broken);
     QVERIFY(!volumes.first().iPod);
     QVERIFY(volumes.first().problem.contains(QStringLiteral("line 1")));
 }

@@ -32,9 +32,7 @@ private Q_SLOTS:
     void countsContactPieces();
     void syncsWithTivaro_data();
     void syncsWithTivaro();
-    void removesEarlierNotes();
     void refusesToRemoveOutsideNotes();
-    void removesByPrefix();
 
 private:
     QString freshRoot(const QString &name);
@@ -277,23 +275,6 @@ void IPodVolumeTest::syncsWithTivaro()
     QCOMPARE(iPod->syncsWithTivaro(), syncs);
 }
 
-void IPodVolumeTest::removesEarlierNotes()
-{
-    const QString root = IPodFixture::createWithFamily(freshRoot(QStringLiteral("IPOD")), 6, QStringLiteral("S"));
-    for (const char *file : {"Notes/News/a.txt", "Notes/Tivaro/News/b.txt", "Notes/Velmora/News/c.txt",
-                             "Notes/Other/d.txt", "Notes/News.txt"})
-        IPodFixture::writeFile(root, QString::fromLatin1(file), "x");
-    const TVRiPodPtr iPod = TVRiPod::withPath(root);
-    iPod->removeNotesFoldersNamed(QStringLiteral("News"));
-    QVERIFY(!QFileInfo::exists(root + QStringLiteral("/Notes/News")));
-    QVERIFY(!QFileInfo::exists(root + QStringLiteral("/Notes/Tivaro/News")));
-    QVERIFY(QFileInfo::exists(root + QStringLiteral("/Notes/Velmora/News/c.txt")));
-    QVERIFY(QFileInfo::exists(root + QStringLiteral("/Notes/Other/d.txt")));
-    iPod->removeNotesFoldersNamed(QStringLiteral("News.txt"));
-    QVERIFY(!QFileInfo::exists(root + QStringLiteral("/Notes/News.txt")));
-    iPod->removeNotesFoldersNamed(QStringLiteral("Missing"));
-}
-
 void IPodVolumeTest::refusesToRemoveOutsideNotes()
 {
     const QString root = IPodFixture::createWithFamily(freshRoot(QStringLiteral("IPOD")), 6, QStringLiteral("S"));
@@ -304,22 +285,6 @@ void IPodVolumeTest::refusesToRemoveOutsideNotes()
         iPod->removeNotesFoldersNamed(name);
     QVERIFY(QFileInfo::exists(root + QStringLiteral("/Notes/mine.txt")));
     QVERIFY(QFileInfo::exists(iPod->sysInfoPath()));
-}
-
-void IPodVolumeTest::removesByPrefix()
-{
-    const QString root = IPodFixture::createWithFamily(freshRoot(QStringLiteral("IPOD")), 1, QStringLiteral("S"));
-    for (const char *file :
-         {"Contacts/TVR-News.vcf", "Contacts/TVR-dir/x.vcf", "Contacts/tvr-lower.vcf", "Contacts/Mine.vcf",
-          "Contacts/sub/TVR-deep.vcf", "Calendars/TVR-cal.ics", "Calendars/home.ics"})
-        IPodFixture::writeFile(root, QString::fromLatin1(file), "x");
-    const TVRiPodPtr iPod = TVRiPod::withPath(root);
-    iPod->removeContactsWithPrefix(QStringLiteral("TVR-"));
-    iPod->removeCalendarsWithPrefix(QStringLiteral("TVR-"));
-    QCOMPARE(QDir(root + QStringLiteral("/Contacts")).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
-             (QStringList{QStringLiteral("Mine.vcf"), QStringLiteral("sub"), QStringLiteral("tvr-lower.vcf")}));
-    QVERIFY(QFileInfo::exists(root + QStringLiteral("/Contacts/sub/TVR-deep.vcf")));
-    QCOMPARE(QDir(root + QStringLiteral("/Calendars")).entryList(QDir::Files), QStringList{QStringLiteral("home.ics")});
 }
 
 QTEST_GUILESS_MAIN(IPodVolumeTest)

@@ -274,9 +274,9 @@ private Q_SLOTS:
         item.setImageSize(2520);
         item.setSize(QSizeF(42, 30));
         if (decoded)
-            QVERIFY(TDBPhotoDatabase::imageForItem(item, path, true).pixel(0, 0) == qRgb(0xF8, 0, 0));
+            QVERIFY(TDBPhotoDatabase::imageForItem(item, folder.path(), path, true).pixel(0, 0) == qRgb(0xF8, 0, 0));
         else
-            QVERIFY(TDBPhotoDatabase::imageForItem(item, path, true).isNull());
+            QVERIFY(TDBPhotoDatabase::imageForItem(item, folder.path(), path, true).isNull());
     }
 
     void diagnosticPhotoLoaderWritesTiffs()
@@ -423,7 +423,8 @@ private Q_SLOTS:
             for (const std::shared_ptr<TVRPodPhotoItem> &item : photo->imageItems()) {
                 if (!QFileInfo::exists(item->thumbPath()))
                     continue;
-                const QImage image = TDBPhotoDatabase::imageForItem(*item, item->thumbPath(), item->bytesSwapped());
+                const QImage image = TDBPhotoDatabase::imageForItem(*item, database.mountPath(), item->thumbPath(),
+                                                                    item->bytesSwapped());
                 QCOMPARE(image.size(), item->size().toSize());
             }
         }

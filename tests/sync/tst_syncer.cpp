@@ -435,9 +435,10 @@ void SyncerTest::lastSyncInfo()
     QFETCH(QString, absent);
     m_home->writeApplicationPreferences({{"iPodLastSyncInfo", wanted}, {"NSShortDateFormatString", "%Y/%m/%d"}});
     m_iPod = TVRiPod::iPodAtPath(IPodFixture::createWithFamily(m_home->path() + "/Other iPod", family, "SER2"));
-    // Left by an earlier sync: removed whatever happens now.
-    IPodFixture::writeFile(m_iPod->path(), "Notes/-- Last Sync Info --.txt", "old");
-    IPodFixture::writeFile(m_iPod->path(), "Contacts/TVR-LastSync.vcf", "old");
+    // Left by an earlier sync, as Tivaro writes them: removed whatever happens now.
+    IPodFixture::writeFile(m_iPod->path(), "Notes/-- Last Sync Info --.txt",
+                           "<?xml encoding=\"UTF-8\"?><title>-- Last Sync Info --</title>1999/01/01");
+    IPodFixture::writeFile(m_iPod->path(), "Contacts/TVR-LastSync.vcf", "BEGIN:VCARD\rVERSION:3.0\rEND:VCARD\r");
     TVRSyncer syncer(plugins(), &m_display);
     QVERIFY(runSync(syncer, TVRSyncer::ListSync, {"Beta"}));
     QVERIFY(!QFileInfo::exists(m_iPod->path() + '/' + absent));

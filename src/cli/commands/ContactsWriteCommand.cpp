@@ -42,8 +42,13 @@ int ContactsWriteCommand::run(const QStringList &arguments, Console &console)
 
     const std::shared_ptr<TVRContactsManager> contacts = iPod->contactsManagerNamed(parser.value(name));
     contacts->appendContactWithText(text, parser.value(title));
+    iPod->setOutputOwner(IPodOpener::commandLineOwner());
     if (!contacts->writeContactsFileToiPod())
         return console.fail(contacts->lastErrorString(), ExitCode::Failure);
+    QString recordError;
+    if (!iPod->saveOwnFilesRecord(&recordError))
+        return console.fail(QStringLiteral("the record of Tivaro's files on the iPod was not saved: %1").arg(recordError),
+                            ExitCode::Failure);
     console.print(QStringLiteral("Wrote %1").arg(contacts->contactsPath()));
     return ExitCode::Success;
 }

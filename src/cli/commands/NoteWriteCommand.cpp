@@ -43,7 +43,13 @@ int NoteWriteCommand::run(const QStringList &arguments, Console &console)
         return ExitCode::Failure;
 
     const unsigned chosen = encodingName == QLatin1String("utf16") ? StringEncoding::Unicode : StringEncoding::UTF8;
-    if (!iPod->writeNoteToiPod(text, parser.value(name), parser.value(localPath), chosen))
+    iPod->setOutputOwner(IPodOpener::commandLineOwner());
+    const bool written = iPod->writeNoteToiPod(text, parser.value(name), parser.value(localPath), chosen);
+    // Whatever was written is recorded, even the first pages of a note that failed later.
+    QString recordError;
+    if (!iPod->saveOwnFilesRecord(&recordError))
+        console.warn(QStringLiteral("the record of Tivaro's files on the iPod was not saved: %1").arg(recordError));
+    if (!written)
         return console.fail(iPod->lastErrorString(), ExitCode::Failure);
     const QString folder = PathUtils::appendingPathComponent(iPod->realTivaroFolder(), parser.value(localPath));
     if (iPod->lastNoteDroppedBytes() > 0)

@@ -56,16 +56,24 @@ void printText(const TDBPhotoDatabase &database, Console &console)
 
 // photo<N>-<M>.tif for each stored image; the first item of a photo's list is the one the walk
 // carries over from the photo before, so it is left out. Answers the number of files written.
-int exportImages(const TDBPhotoDatabase &database, const QDir &folder)
+int exportImages(const TDBPhotoDatabase &database, const QDir &folder, Console &console)
 {
     int written = 0;
     for (qsizetype p = 0; p < database.photos().size(); ++p) {
         const QList<std::shared_ptr<TVRPodPhotoItem>> &items = database.photos().at(p)->imageItems();
         for (qsizetype i = 1; i < items.size(); ++i) {
+            const TVRPodPhotoItem &item = *items.at(i);
             const QImage image =
-                TDBPhotoDatabase::imageForItem(*items.at(i), items.at(i)->thumbPath(), items.at(i)->bytesSwapped());
+                TDBPhotoDatabase::imageForItem(item, database.mountPath(), item.thumbPath(), item.bytesSwapped());
+            if (image.isNull()) {
+                console.warn(QStringLiteral("photo %1, image %2 not exported: its thumbnail file is missing, too short "
+                                            "or not a file on the iPod")
+                                 .arg(p)
+                                 .arg(i));
+                continue;
+            }
             QImageWriter writer(folder.filePath(QStringLiteral("photo%1-%2.tif").arg(p).arg(i)), "tiff");
-            if (!image.isNull() && writer.write(image))
+            if (writer.write(image))
                 ++written;
         }
     }
@@ -106,7 +114,7 @@ int PhotosCommand::run(const QStringList &arguments, Console &console)
         const QDir folder(options.parser().value(exportTo));
         if (!folder.mkpath(QStringLiteral(".")))
             return console.fail(QStringLiteral("cannot create \"%1\"").arg(folder.path()), ExitCode::Failure);
-        exportImages(database, folder);
+        exportImages(database, folder, console);
     }
     return ExitCode::Success;
 }

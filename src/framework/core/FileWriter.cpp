@@ -42,8 +42,10 @@ bool writeAll(int fd, const QByteArray &data)
     return true;
 }
 
-// Writes into an open descriptor and closes it; on failure removes the file and keeps errno.
-bool fillAndClose(int fd, const QByteArray &encodedName, const QByteArray &data, FileWriter::Durability durability)
+// Writes into an open descriptor and closes it; on failure removes the file (`name` in `folder`, or a
+// path when `folder` is AT_FDCWD) and keeps errno.
+bool fillAndClose(int fd, int folder, const QByteArray &encodedName, const QByteArray &data,
+                  FileWriter::Durability durability)
 {
     bool ok = writeAll(fd, data);
     if (ok && durability == FileWriter::Durable)
@@ -55,7 +57,7 @@ bool fillAndClose(int fd, const QByteArray &encodedName, const QByteArray &data,
         code = errno;
     }
     if (!ok) {
-        ::unlink(encodedName.constData());
+        ::unlinkat(folder, encodedName.constData(), 0);
         errno = code;
     }
     return ok;
@@ -91,11 +93,46 @@ bool replaceExisting(const QByteArray &link, const QByteArray &data, FileWriter:
     struct stat old {};
     if (::stat(target.constData(), &old) == 0)
         ::fchmod(fd, old.st_mode & 07777);
-    if (!fillAndClose(fd, temporary, data, durability))
+    if (!fillAndClose(fd, AT_FDCWD, temporary, data, durability))
         return fail(error, errno);
     if (::rename(temporary.constData(), target.constData()) != 0) {
         const int code = errno;
         ::unlink(temporary.constData());
+        return fail(error, code);
+    }
+    return true;
+}
+
+bool refuse(QString *error, const QString &reason)
+{
+    if (error)
+        *error = reason;
+    return false;
+}
+
+// Replaces the regular file `name` of `folder` by a temporary file renamed over it; never through a link.
+bool replaceExistingAt(int folder, const QByteArray &name, const QByteArray &data, FileWriter::Durability durability,
+                       const FileWriter::ReplacePolicy &mayReplace, QString *error)
+{
+    struct stat existing {};
+    if (::fstatat(folder, name.constData(), &existing, AT_SYMLINK_NOFOLLOW) != 0)
+        return fail(error, errno);
+    if (S_ISLNK(existing.st_mode))
+        return refuse(error, QStringLiteral("it is a symbolic link, which Tivaro never follows"));
+    if (!S_ISREG(existing.st_mode))
+        return refuse(error, QStringLiteral("something that is not a file is in its place"));
+    if (mayReplace && !mayReplace(qint64(existing.st_size), error))
+        return false;
+    const QByteArray temporary = temporaryNameBeside(QByteArray());
+    const int fd = ::openat(folder, temporary.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+    if (fd < 0)
+        return fail(error, errno);
+    ::fchmod(fd, existing.st_mode & 07777);
+    if (!fillAndClose(fd, folder, temporary, data, durability))
+        return fail(error, errno);
+    if (::renameat(folder, temporary.constData(), folder, name.constData()) != 0) {
+        const int code = errno;
+        ::unlinkat(folder, temporary.constData(), 0);
         return fail(error, code);
     }
     return true;
@@ -115,13 +152,29 @@ bool writeAtomicallyToEncodedPath(const QByteArray &target, const QByteArray &da
 {
     const int fd = ::open(target.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
     if (fd >= 0) {
-        if (!fillAndClose(fd, target, data, durability))
+        if (!fillAndClose(fd, AT_FDCWD, target, data, durability))
             return fail(error, errno);
         return true;
     }
     if (errno != EEXIST)
         return fail(error, errno);
     return replaceExisting(target, data, durability, error);
+}
+
+bool writeAtomicallyAt(int folder, const QByteArray &name, const QByteArray &data, Durability durability,
+                       const ReplacePolicy &mayReplace, QString *error)
+{
+    bool written = false;
+    const int fd = ::openat(folder, name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+    if (fd >= 0)
+        written = fillAndClose(fd, folder, name, data, durability) || fail(error, errno);
+    else if (errno == EEXIST)
+        written = replaceExistingAt(folder, name, data, durability, mayReplace, error);
+    else
+        return fail(error, errno);
+    if (written && durability == Durable)
+        ::fsync(folder);
+    return written;
 }
 
 } // namespace FileWriter

@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <functional>
+
 // Writing whole files so that nobody ever finds a half-written one.
 namespace FileWriter {
 
@@ -22,5 +24,16 @@ bool writeAtomically(const QString &path, const QByteArray &data, Durability dur
 // write many files into one folder.
 bool writeAtomicallyToEncodedPath(const QByteArray &encodedPath, const QByteArray &data, Durability durability,
                                   QString *error = nullptr);
+
+// Whether a regular file of `size` bytes already there may be replaced; false, with *reason set, keeps it.
+using ReplacePolicy = std::function<bool(qint64 size, QString *reason)>;
+
+// Writes `data` as the file `name` of the open folder `folder` without ever following a symbolic link: for
+// files of a volume that must not lead anywhere else. A new file is created exclusively (and removed if the
+// write fails); a regular file already there is replaced through a temporary file and a rename when
+// `mayReplace` allows it (an empty policy always does). A link, a folder or a device in the way is refused.
+// Durable also flushes the folder, so that the new name survives a power cut.
+bool writeAtomicallyAt(int folder, const QByteArray &name, const QByteArray &data, Durability durability,
+                       const ReplacePolicy &mayReplace, QString *error = nullptr);
 
 } // namespace FileWriter

@@ -1,13 +1,9 @@
 #include "TVRContactsManager.h"
 
-#include "core/FileWriter.h"
 #include "core/Logging.h"
 #include "core/PathUtils.h"
 #include "core/StringEncoding.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 
 #include <algorithm>
 
@@ -73,22 +69,21 @@ bool TVRContactsManager::writeContactsFileToiPod()
     m_lastError.clear();
     if (m_contacts.isEmpty() || !m_iPod)
         return false;
-    const QString folder = m_iPod->contactsFolder();
-    if (!QFileInfo::exists(folder))
-        QDir().mkdir(folder);
     // The default encoding is UTF-8, which holds every character: 16-bit Unicode, the fallback for
     // narrower defaults, would fail wherever UTF-8 does (text with a broken surrogate pair).
     const std::optional<QByteArray> bytes = StringEncoding::encode(m_contacts, StringEncoding::Default);
-    QString reason;
-    if (bytes && FileWriter::writeAtomically(m_contactsPath, *bytes, FileWriter::Cached, &reason))
+    if (bytes && m_iPod->writeFileToiPod(m_contactsPath, *bytes))
         return true;
-    m_lastError = QStringLiteral("Cannot write %1: %2")
-                      .arg(m_contactsPath, bytes ? reason : QStringLiteral("the text cannot be encoded"));
+    m_lastError = bytes ? m_iPod->lastErrorString()
+                        : QStringLiteral("Cannot write %1: the text cannot be encoded").arg(m_contactsPath);
     qCWarning(lcIPod).noquote() << m_lastError;
     return false;
 }
 
-void TVRContactsManager::removeContactsFileFromiPod() const
+RemovalReport TVRContactsManager::removeContactsFileFromiPod() const
 {
-    QFile::remove(m_contactsPath);
+    const QByteArray path = m_iPod ? m_iPod->pathOnVolume(m_contactsPath) : QByteArray();
+    if (path.isEmpty())
+        return {};
+    return m_iPod->removeOwnFiles({path});
 }

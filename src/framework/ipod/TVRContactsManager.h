@@ -28,7 +28,8 @@ public:
     // Writes every gathered card, replacing the file. False without touching the iPod when nothing
     // was gathered; false when the write fails (see lastErrorString()).
     bool writeContactsFileToiPod();
-    void removeContactsFileFromiPod() const;
+    // Removes the file when it is Tivaro's own; the report says whether it went.
+    RemovalReport removeContactsFileFromiPod() const;
 
     // Length of the gathered text in UTF-16 units.
     qint32 dataLength() const { return qint32(m_contacts.size()); }

@@ -1,6 +1,8 @@
 #include "TVRiPod.h"
 
+#include "IPodOutput.h"
 #include "NotePaginator.h"
+#include "SysInfoError.h"
 #include "SysInfoParser.h"
 #include "TVRContactsManager.h"
 #include "TVRiPodManager.h"
@@ -9,7 +11,7 @@
 #include "core/Logging.h"
 #include "core/PathUtils.h"
 #include "core/VolumeEjector.h"
-#include "feeds/NSFileManagerXtras.h"
+#include "core/VolumeRoot.h"
 #include "feeds/NSStringXtra.h"
 
 #include <QDir>
@@ -26,6 +28,15 @@ const QString kSyncSerialKey = QStringLiteral("TVRSyncSN");
 const QString kUseTVRFolderKey = QStringLiteral("notesUseTVRFolder");
 // The longest file name Linux volumes (and FAT's long names) accept, in bytes.
 constexpr qsizetype kMaximumFileNameBytes = 255;
+// Files the iPod keeps about itself are small; anything larger (or a device) is not read.
+constexpr qint64 kMaximumSysInfoBytes = 64 * 1024;
+// A contacts file larger than this is no address book the iPod could show; it is not counted.
+constexpr qint64 kMaximumContactsFileBytes = 16 * 1024 * 1024;
+
+int digits(qint64 number)
+{
+    return int(QByteArray::number(number).size());
+}
 
 // Prefixes of "boardHwSwInterfaceRev", tested in this order; the first match wins.
 const std::array<std::pair<const char *, qint32>, 11> kFamilyPrefixes{{
@@ -51,25 +62,6 @@ template<typename Visitor> void forEachRegularFile(const QString &folder, Visito
         const QFileInfo info = it.fileInfo();
         if (info.isFile() && !info.isSymLink())
             visit(info);
-    }
-}
-
-void removeEntry(const QString &path)
-{
-    const QFileInfo info(path);
-    if (info.isDir() && !info.isSymLink())
-        QDir(path).removeRecursively();
-    else if (info.exists() || info.isSymLink())
-        QFile::remove(path);
-}
-
-void removeEntriesWithPrefix(const QString &folder, const QString &prefix)
-{
-    const QStringList names =
-        QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
-    for (const QString &name : names) {
-        if (name.startsWith(prefix, Qt::CaseSensitive))
-            removeEntry(PathUtils::appendingPathComponent(folder, name));
     }
 }
 
@@ -136,7 +128,16 @@ std::optional<QVariantMap> TVRiPod::deviceInformation() const
 {
     if (m_iPodPath.isNull())
         return std::nullopt;
-    const std::optional<QString> text = StringEncoding::readPlainTextFile(sysInfoPath());
+    QString problem;
+    const std::unique_ptr<VolumeRoot> volume = VolumeRoot::open(m_iPodPath, &problem);
+    const QByteArray relative = QByteArrayLiteral("iPod_Control/Device/SysInfo");
+    if (!volume || volume->entry(relative).kind == VolumeRoot::Kind::Missing)
+        return std::nullopt;
+    // A pipe would hang the read and a link to a device would never end it: read only a small regular file.
+    const std::optional<QByteArray> bytes = volume->readFile(relative, kMaximumSysInfoBytes, &problem);
+    if (!bytes)
+        throw SysInfoError(sysInfoPath(), 0, problem);
+    const std::optional<QString> text = StringEncoding::decodePlainText(*bytes);
     if (!text)
         return std::nullopt;
     return SysInfoParser::parse(*text, sysInfoPath());
@@ -286,8 +287,12 @@ int TVRiPod::numberOfContacts() const
         return 0;
     int count = 0;
     const QString marker = QStringLiteral("begin:vcard");
+    const std::unique_ptr<VolumeRoot> volume = VolumeRoot::open(m_iPodPath);
     forEachRegularFile(contactsFolder(), [&](const QFileInfo &file) {
-        const std::optional<QString> text = StringEncoding::readPlainTextFile(file.filePath());
+        const std::optional<QByteArray> relative = volume ? volume->relativePath(file.filePath()) : std::nullopt;
+        const std::optional<QByteArray> bytes =
+            relative ? volume->readFile(*relative, kMaximumContactsFileBytes) : std::nullopt;
+        const std::optional<QString> text = bytes ? StringEncoding::decodePlainText(*bytes) : std::nullopt;
         if (!text)
             return;
         const qsizetype cards = text->toLower().count(marker);
@@ -308,26 +313,149 @@ bool TVRiPod::syncsWithTivaro() const
     return !chosen.toString().isEmpty();
 }
 
-void TVRiPod::removeNotesFoldersNamed(const QString &name) const
+std::unique_ptr<VolumeRoot> TVRiPod::openVolume(QString *error) const
+{
+    const QString gone = QStringLiteral("The iPod is no longer at %1.").arg(m_iPodPath);
+    if (m_iPodPath.isEmpty() || !TVRiPodManager::isiPodAtPath(m_iPodPath)) {
+        *error = gone;
+        return nullptr;
+    }
+    std::unique_ptr<VolumeRoot> volume = VolumeRoot::open(m_iPodPath, error);
+    // Checked through the open root: should the iPod go between the two looks, this is its empty mount point.
+    if (volume && volume->entry(QByteArrayLiteral("iPod_Control")).kind != VolumeRoot::Kind::Folder) {
+        *error = gone;
+        return nullptr;
+    }
+    return volume;
+}
+
+IPodManifest &TVRiPod::manifest(const VolumeRoot &volume) const
+{
+    m_manifest.load(volume);
+    return m_manifest;
+}
+
+template<typename Work> RemovalReport TVRiPod::withOutput(Work work) const
+{
+    QString problem;
+    const std::unique_ptr<VolumeRoot> volume = openVolume(&problem);
+    if (!volume) {
+        qCWarning(lcIPod).noquote() << "Nothing removed:" << problem;
+        return {};
+    }
+    IPodOutput output(*volume, manifest(*volume));
+    return work(*volume, output);
+}
+
+QByteArray TVRiPod::pathOnVolume(const QString &path) const
+{
+    const QString root = QDir::cleanPath(m_iPodPath);
+    const QString cleaned = QDir::cleanPath(path);
+    const QString prefix = root.endsWith(QLatin1Char('/')) ? root : root + QLatin1Char('/');
+    return cleaned.startsWith(prefix) ? QFile::encodeName(cleaned.mid(prefix.size())) : QByteArray();
+}
+
+RemovalReport TVRiPod::removeNotesFoldersNamed(const QString &name) const
 {
     // A name that is empty or climbs out of the Notes folder would remove far more than old notes.
     if (name.isEmpty() || name == QLatin1String(".") || name == QLatin1String("..") ||
         name.contains(QLatin1Char('/'))) {
         qCWarning(lcIPod) << "Refusing to remove notes folder named" << name;
-        return;
+        return {};
     }
-    removeEntry(PathUtils::appendingPathComponent(notesFolder(), name));
-    removeEntry(PathUtils::appendingPathComponent(notesFolder(), QStringLiteral("Tivaro/") + name));
+    const QByteArray encoded = QFile::encodeName(name);
+    return withOutput([&encoded](const VolumeRoot &, IPodOutput &output) {
+        RemovalReport report = output.removeBelow("Notes/" + encoded);
+        report.add(output.removeBelow("Notes/Tivaro/" + encoded));
+        return report;
+    });
 }
 
-void TVRiPod::removeContactsWithPrefix(const QString &prefix) const
+namespace {
+
+RemovalReport removeEntriesWithPrefix(const VolumeRoot &volume, IPodOutput &output, const QByteArray &folder,
+                                      const QString &prefix)
 {
-    removeEntriesWithPrefix(contactsFolder(), prefix);
+    RemovalReport report;
+    const QByteArray encodedPrefix = QFile::encodeName(prefix);
+    for (const VolumeRoot::Entry &entry : volume.list(folder)) {
+        if (entry.name.startsWith(encodedPrefix))
+            report.add(output.removeBelow(folder + '/' + entry.name));
+    }
+    return report;
 }
 
-void TVRiPod::removeCalendarsWithPrefix(const QString &prefix) const
+} // namespace
+
+RemovalReport TVRiPod::removeContactsWithPrefix(const QString &prefix) const
 {
-    removeEntriesWithPrefix(calendarsFolder(), prefix);
+    return withOutput([&prefix](const VolumeRoot &volume, IPodOutput &output) {
+        return removeEntriesWithPrefix(volume, output, QByteArrayLiteral("Contacts"), prefix);
+    });
+}
+
+RemovalReport TVRiPod::removeCalendarsWithPrefix(const QString &prefix) const
+{
+    return withOutput([&prefix](const VolumeRoot &volume, IPodOutput &output) {
+        return removeEntriesWithPrefix(volume, output, QByteArrayLiteral("Calendars"), prefix);
+    });
+}
+
+RemovalReport TVRiPod::removeOwnFilesBelow(const QString &path) const
+{
+    const QByteArray relative = pathOnVolume(path);
+    if (relative.isEmpty()) {
+        qCWarning(lcIPod) << "Refusing to remove" << path << "which is not below the iPod" << m_iPodPath;
+        return {};
+    }
+    return withOutput([&relative](const VolumeRoot &, IPodOutput &output) { return output.removeBelow(relative); });
+}
+
+RemovalReport TVRiPod::removeOwnFiles(const QList<QByteArray> &paths) const
+{
+    if (paths.isEmpty())
+        return {};
+    return withOutput([&paths](const VolumeRoot &, IPodOutput &output) { return output.removeFiles(paths); });
+}
+
+QHash<QByteArray, IPodManifest::Entry> TVRiPod::ownFiles() const
+{
+    QString problem;
+    if (const std::unique_ptr<VolumeRoot> volume = openVolume(&problem))
+        return manifest(*volume).entries();
+    return m_manifest.entries();
+}
+
+QString TVRiPod::prepareOwnFilesRecord()
+{
+    QString problem;
+    const std::unique_ptr<VolumeRoot> volume = openVolume(&problem);
+    if (!volume)
+        return problem;
+    manifest(*volume);
+    if (m_recordReportTaken)
+        return QString();
+    m_recordReportTaken = true;
+    return m_manifest.loadReport();
+}
+
+bool TVRiPod::saveOwnFilesRecord(QString *error) const
+{
+    if (!m_manifest.hasUnsavedChanges())
+        return true;
+    QString problem;
+    const std::unique_ptr<VolumeRoot> volume = openVolume(&problem);
+    if (volume && m_manifest.save(*volume, &problem))
+        return true;
+    if (error)
+        *error = problem;
+    qCWarning(lcIPod).noquote() << "Tivaro's record of its files on" << m_iPodPath << "was not saved:" << problem;
+    return false;
+}
+
+TVRiPod::~TVRiPod()
+{
+    saveOwnFilesRecord();
 }
 
 std::shared_ptr<TVRContactsManager> TVRiPod::contactsManagerNamed(const QString &name)
@@ -343,6 +471,49 @@ bool TVRiPod::eject()
     return failWith(ejector.errorString());
 }
 
+std::optional<QByteArray> TVRiPod::noteFolder(const QString &localPath, QString *error) const
+{
+    // Notes stay below the notes folder, whatever folder a plug-in asks for.
+    const QStringList parts = localPath.split(QLatin1Char('/'));
+    if (parts.contains(QStringLiteral("..")) || parts.contains(QStringLiteral("."))) {
+        *error = QStringLiteral("The folder \"%1\" is outside the notes folder.").arg(localPath);
+        return std::nullopt;
+    }
+    QByteArray folder = pathOnVolume(realTivaroFolder());
+    for (const QString &part : parts) {
+        if (!part.isEmpty())
+            folder += '/' + QFile::encodeName(part);
+    }
+    return folder;
+}
+
+namespace {
+
+// The number of pages `utf8` makes; only needed when the note's name is near the file-name limit.
+int countPages(int limit, const QString &noteName, const QByteArray &utf8)
+{
+    int pages = 0;
+    NotePaginator(limit, noteName).paginate(utf8, [&pages](const NotePage &) {
+        ++pages;
+        return true;
+    });
+    return pages;
+}
+
+// Whether the file name of the note's last page fits the volume. A note has at most one page more than it
+// has bytes, so most names are judged without paginating.
+bool lastPageNameFits(int limit, const QString &noteName, const QByteArray &nameBytes, const QByteArray &utf8)
+{
+    const auto nameLength = [&nameBytes](qint64 pages) {
+        return pages <= 1 ? nameBytes.size() + 4 : nameBytes.size() + 2 + digits(pages) + 4;
+    };
+    if (nameLength(utf8.size() + 2) <= kMaximumFileNameBytes)
+        return true;
+    return nameLength(countPages(limit, noteName, utf8)) <= kMaximumFileNameBytes;
+}
+
+} // namespace
+
 bool TVRiPod::writeNoteToiPod(const QString &text, const QString &name, const QString &localPath, unsigned encoding)
 {
     const int limit =
@@ -351,49 +522,90 @@ bool TVRiPod::writeNoteToiPod(const QString &text, const QString &name, const QS
     m_lastError.clear();
     m_lastNotePageCount = 0;
     m_lastNoteDroppedBytes = 0;
-    // Said here in words the user understands; a later page's longer name fails in the write below.
-    if (QFile::encodeName(fileNameForPage(0, noteName)).size() > kMaximumFileNameBytes)
-        return failWith(QStringLiteral("The note name \"%1\" is too long for a file on the iPod (at most %2 bytes).")
+    m_lastNoteFiles.clear();
+    const QByteArray nameBytes = QFile::encodeName(noteName);
+    const QByteArray utf8 = text.toUtf8();
+    // Said before anything is written: a note must not stop at its second page for its name's sake.
+    if (!lastPageNameFits(limit, noteName, nameBytes, utf8))
+        return failWith(QStringLiteral("The note name \"%1\" is too long for a file on the iPod (at most %2 bytes "
+                                       "with the page number).")
                             .arg(name)
                             .arg(kMaximumFileNameBytes));
 
-    // An iPod unplugged mid-sync leaves its mount point behind, or nothing: folders built from there
-    // would fill the computer's own disk instead.
-    if (!m_iPodPath.isEmpty() && !TVRiPodManager::isiPodAtPath(m_iPodPath))
-        return failWith(QStringLiteral("The iPod is no longer at %1.").arg(m_iPodPath));
-    // Notes stay below the notes folder, whatever folder a plug-in asks for.
-    if (localPath.split(QLatin1Char('/')).contains(QStringLiteral("..")))
-        return failWith(QStringLiteral("The folder \"%1\" is outside the notes folder.").arg(localPath));
-    const QString folder = PathUtils::appendingPathComponent(realTivaroFolder(), localPath);
-    const QString overflowFolder = PathUtils::appendingPathComponent(folder, pagesOverflowDirectory());
-    // Paths are put together as bytes: for a chain of a thousand pages, string work per page would
-    // cost as much as writing the page.
-    const QByteArray folderBytes = QFile::encodeName(folder) + '/';
-    const QByteArray overflowBytes = QFile::encodeName(overflowFolder) + '/';
-    const QByteArray nameBytes = noteName.toUtf8();
-    int builtFolders = 0; // bit 0: the note's folder, bit 1: the overflow folder
+    QString problem;
+    const std::unique_ptr<VolumeRoot> volume = openVolume(&problem);
+    if (!volume)
+        return failWith(problem);
+    const std::optional<QByteArray> folder = noteFolder(localPath, &problem);
+    if (!folder)
+        return failWith(problem);
+    const QByteArray overflowFolder = *folder + '/' + QFile::encodeName(pagesOverflowDirectory());
+    IPodOutput output(*volume, manifest(*volume));
+    // Each folder is opened once, from the volume's root: pages never land beside a vanished iPod.
+    UniqueFd folders[2];
     NotePaginator paginator(limit, noteName);
-    const QByteArray utf8 = text.toUtf8();
     const bool written = paginator.paginate(utf8, [&](const NotePage &page) {
-        const int folderBit = page.index == 0 ? 1 : 2;
-        if (!(builtFolders & folderBit) && NSFileManagerXtras::buildPath(page.index == 0 ? folder : overflowFolder))
-            builtFolders |= folderBit;
-        const QByteArray pagePath = (page.index == 0 ? folderBytes : overflowBytes) +
-                                    NotePaginator::fileNameBytesForPage(page.index, nameBytes);
+        const int which = page.index == 0 ? 0 : 1;
+        const QByteArray &folderPath = which == 0 ? *folder : overflowFolder;
         QString reason;
-        if (FileWriter::writeAtomicallyToEncodedPath(pagePath, page.bytes, FileWriter::Cached, &reason)) {
-            ++m_lastNotePageCount;
-            return true;
-        }
-        failWith(QStringLiteral("Cannot write %1: %2").arg(QFile::decodeName(pagePath), reason));
-        return false;
+        const QByteArray fileName = NotePaginator::fileNameBytesForPage(page.index, nameBytes);
+        const QByteArray path = folderPath + '/' + fileName;
+        if (!folders[which] && !(folders[which] = volume->openFolder(folderPath, true, &reason)))
+            return failWith(QStringLiteral("Cannot write %1: %2").arg(volume->displayPath(path), reason));
+        if (!FileWriter::writeAtomicallyAt(folders[which].get(), fileName, page.bytes, FileWriter::Cached,
+                                           output.replacePolicy(path), &reason))
+            return failWith(QStringLiteral("Cannot write %1: %2").arg(volume->displayPath(path), reason));
+        output.recordWritten(path, m_outputOwner, m_outputGroup, page.bytes.size());
+        m_lastNoteFiles.append(path);
+        m_writtenFiles.insert(path);
+        ++m_lastNotePageCount;
+        return true;
     });
     if (paginator.droppedFrom() >= 0)
         m_lastNoteDroppedBytes = utf8.size() - paginator.droppedFrom();
-    if (!written && m_lastError.isEmpty())
+    if (written) {
+        removeStalePages(output, overflowFolder, nameBytes, m_lastNotePageCount);
+        return true;
+    }
+    if (!openVolume(&problem))
+        return failWith(problem);
+    if (m_lastError.isEmpty())
         failWith(
             QStringLiteral("The note \"%1\" cannot be paginated: its name leaves no room for its text.").arg(name));
-    return written;
+    return false;
+}
+
+void TVRiPod::removeStalePages(IPodOutput &output, const QByteArray &overflowFolder, const QByteArray &nameBytes,
+                               int pageCount) const
+{
+    // Pages run without a gap, so the record is asked page after page until one is not in it.
+    QList<QByteArray> stale;
+    for (int index = std::max(pageCount, 1);; ++index) {
+        const QByteArray path = overflowFolder + '/' + NotePaginator::fileNameBytesForPage(index, nameBytes);
+        if (!m_manifest.entry(path))
+            break;
+        stale.append(path);
+    }
+    if (!stale.isEmpty())
+        output.removeFiles(stale);
+}
+
+bool TVRiPod::writeFileToiPod(const QString &path, const QByteArray &data)
+{
+    m_lastError.clear();
+    const QByteArray relative = pathOnVolume(path);
+    if (relative.isEmpty())
+        return failWith(QStringLiteral("Cannot write %1: it is not on the iPod at %2.").arg(path, m_iPodPath));
+    QString problem;
+    const std::unique_ptr<VolumeRoot> volume = openVolume(&problem);
+    if (!volume)
+        return failWith(problem);
+    IPodOutput output(*volume, manifest(*volume));
+    if (!volume->writeFile(relative, data, FileWriter::Cached, output.replacePolicy(relative), &problem))
+        return failWith(problem.left(1).toUpper() + problem.mid(1));
+    output.recordWritten(relative, m_outputOwner, m_outputGroup, data.size());
+    m_writtenFiles.insert(relative);
+    return true;
 }
 
 bool TVRiPod::writeString(const QString &string, const QString &path, unsigned encoding)
@@ -402,10 +614,7 @@ bool TVRiPod::writeString(const QString &string, const QString &path, unsigned e
     const std::optional<QByteArray> bytes = StringEncoding::encode(string, encoding);
     if (!bytes)
         return failWith(QStringLiteral("The text for %1 cannot be written in the requested encoding.").arg(path));
-    QString reason;
-    if (!FileWriter::writeAtomically(path, *bytes, FileWriter::Cached, &reason))
-        return failWith(QStringLiteral("Cannot write %1: %2").arg(path, reason));
-    return true;
+    return writeFileToiPod(path, *bytes);
 }
 
 QString TVRiPod::pageNameAtIndex(int index, const QString &initialName)

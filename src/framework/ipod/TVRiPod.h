@@ -1,9 +1,13 @@
 #pragma once
 
+#include "IPodManifest.h"
+#include "RemovalReport.h"
+
 #include "core/StringEncoding.h"
 #include "core/UserDefaults.h"
 #include "ipoddb/TDBiPod.h"
 
+#include <QSet>
 #include <QString>
 #include <QVariantMap>
 
@@ -11,7 +15,9 @@
 #include <optional>
 
 class TVRiPod;
+class IPodOutput;
 class TVRContactsManager;
+class VolumeRoot;
 using TVRiPodPtr = std::shared_ptr<TVRiPod>;
 
 // One iPod mounted as a disk: its folders, model family, capabilities, identity for syncing, the
@@ -20,6 +26,11 @@ using TVRiPodPtr = std::shared_ptr<TVRiPod>;
 // Made on any thread; one object is used by one thread at a time. Family and serial number are read
 // from SysInfo once, at creation; preferences are re-read at every call that needs them.
 // Objects are shared (the host and a sync both hold one), so they only exist as TVRiPodPtr.
+//
+// Everything it writes or removes goes through the volume's open root (VolumeRoot): never through a
+// symbolic link, never onto the computer's disk once the iPod is gone. Every file written is recorded
+// in the iPod's record of Tivaro's files (IPodManifest), and removal of earlier output takes only files
+// that record lists: a file the user put on the iPod is never replaced or removed.
 class TVRiPod : public std::enable_shared_from_this<TVRiPod>
 {
     struct Passkey {};
@@ -45,6 +56,8 @@ public:
     static TVRiPodPtr withPath(const QString &path);
 
     TVRiPod(Passkey, const QString &path);
+    // Saves what the record of Tivaro's files has not saved yet, should the owner not have.
+    ~TVRiPod();
 
     // Identity and description.
     QString path() const { return m_iPodPath; }
@@ -93,11 +106,34 @@ public:
     std::optional<QList<TDBTrackPtr>> tracks() { return m_database->tracks(); }
     std::optional<QList<TDBPlaylistPtr>> playlists() { return m_database->playlists(); }
 
-    // Removal of earlier output; what cannot be removed is left.
-    void removeNotesFoldersNamed(const QString &name) const;
-    void removeContactsWithPrefix(const QString &prefix) const;
-    void removeCalendarsWithPrefix(const QString &prefix) const;
+    // Removal of earlier output: only Tivaro's own files go, and a folder only once nothing else is left
+    // in it; the report says what went and what was kept and why.
+    RemovalReport removeNotesFoldersNamed(const QString &name) const;
+    RemovalReport removeContactsWithPrefix(const QString &prefix) const;
+    RemovalReport removeCalendarsWithPrefix(const QString &prefix) const;
+    // Every file of Tivaro's at or below `path` (absolute, on this iPod).
+    RemovalReport removeOwnFilesBelow(const QString &path) const;
+    // These files (relative to the iPod's root, as ownFiles() gives them) when they are still Tivaro's.
+    RemovalReport removeOwnFiles(const QList<QByteArray> &paths) const;
     std::shared_ptr<TVRContactsManager> contactsManagerNamed(const QString &name);
+
+    // The record of Tivaro's files on this iPod: the files by their path relative to its root.
+    QHash<QByteArray, IPodManifest::Entry> ownFiles() const;
+    // `path` (absolute) relative to the iPod's root; empty when it does not lie on the iPod.
+    QByteArray pathOnVolume(const QString &path) const;
+    // What the owner and the group of the files written from now on are, for the record: the sync sets
+    // the owner to the running plug-in's name, a plug-in may set the group to a note's source.
+    void setOutputOwner(const QString &owner) { m_outputOwner = owner; }
+    QString outputOwner() const { return m_outputOwner; }
+    void setOutputGroup(const QString &group) { m_outputGroup = group; }
+    // Reads the record now (a sync does so before it starts); returns what is worth a line in the log:
+    // files of an earlier Tivaro adopted, a record kept aside. Said once for each object.
+    QString prepareOwnFilesRecord();
+    // Saves the record's changes onto the iPod; false, with *error, when that fails.
+    bool saveOwnFilesRecord(QString *error = nullptr) const;
+    // Writes `data` as the file at `path` (absolute, on this iPod), recorded as Tivaro's. A file already
+    // there is replaced only when it is Tivaro's own.
+    bool writeFileToiPod(const QString &path, const QByteArray &data);
 
     // Flushes, unmounts and ejects the volume; true when the iPod may be unplugged.
     bool eject();
@@ -121,10 +157,26 @@ public:
     int lastNotePageCount() const { return m_lastNotePageCount; }
     // Bytes of UTF-8 text the last writeNoteToiPod() left out because a word was longer than a page.
     qsizetype lastNoteDroppedBytes() const { return m_lastNoteDroppedBytes; }
+    // The files the last writeNoteToiPod() wrote, relative to the iPod's root.
+    QList<QByteArray> lastNoteFiles() const { return m_lastNoteFiles; }
+    // Every file written since clearWrittenFiles() (the sync calls it as each plug-in starts), relative to
+    // the iPod's root: what a plug-in wrote this time, against which it tells its older output.
+    const QSet<QByteArray> &writtenFiles() const { return m_writtenFiles; }
+    void clearWrittenFiles() { m_writtenFiles.clear(); }
 
 private:
     void getSysInfo();
     bool failWith(const QString &message);
+    // The open volume, once it is sure to be this iPod's: nullptr, with *error, when the iPod is gone.
+    std::unique_ptr<VolumeRoot> openVolume(QString *error) const;
+    IPodManifest &manifest(const VolumeRoot &volume) const;
+    // The folder a note of `localPath` goes into, relative to the root; nullopt when it climbs out.
+    std::optional<QByteArray> noteFolder(const QString &localPath, QString *error) const;
+    // Removes the pages after `pageCount` that an earlier, longer version of the note left.
+    void removeStalePages(IPodOutput &output, const QByteArray &overflowFolder, const QByteArray &nameBytes,
+                          int pageCount) const;
+    // A removal of earlier output on the open volume.
+    template<typename Work> RemovalReport withOutput(Work work) const;
 
     mutable UserDefaults m_defaults;
     QString m_iPodPath;
@@ -133,6 +185,13 @@ private:
     QString m_lastError;
     int m_lastNotePageCount = 0;
     qsizetype m_lastNoteDroppedBytes = 0;
+    QList<QByteArray> m_lastNoteFiles;
+    QSet<QByteArray> m_writtenFiles;
+    QString m_outputOwner;
+    QString m_outputGroup;
+    bool m_recordReportTaken = false;
+    // Read at the first need; mutable because removals are queries of the iPod's state as much as changes.
+    mutable IPodManifest m_manifest;
     // Mutable: name() is a query, yet reads DeviceInfo on first use.
     mutable std::unique_ptr<TDBiPod> m_database;
 };

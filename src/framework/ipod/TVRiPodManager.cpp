@@ -2,6 +2,7 @@
 
 #include "SysInfoError.h"
 
+#include "core/Logging.h"
 #include "core/MountTable.h"
 #include "core/PathUtils.h"
 #include "core/UserDefaults.h"
@@ -89,8 +90,13 @@ QList<TVRiPodPtr> TVRiPodManager::connectediPods() const
     for (const MountEntry &entry : localMounts()) {
         if (entry.isReadOnly() || !isiPodAtPath(entry.mountPoint))
             continue;
-        if (TVRiPodPtr iPod = TVRiPod::iPodAtPath(entry.mountPoint))
-            iPods.append(iPod);
+        // One iPod whose SysInfo cannot be read must not hide the others; scanVolumes() says why.
+        try {
+            if (TVRiPodPtr iPod = TVRiPod::iPodAtPath(entry.mountPoint))
+                iPods.append(iPod);
+        } catch (const SysInfoError &error) {
+            qCWarning(lcIPod).noquote() << "Left out" << entry.mountPoint << ":" << error.message();
+        }
     }
     sortByName(iPods, [](const TVRiPodPtr &iPod) { return iPod->name(); });
     return iPods;

@@ -4,6 +4,7 @@
 #include "TDBRGB565.h"
 #include "core/Logging.h"
 #include "core/Paths.h"
+#include "core/VolumeRoot.h"
 
 #include <QDir>
 #include <QFile>
@@ -20,6 +21,8 @@ constexpr qint32 kMinimumHeaderLength = 12;
 constexpr qint32 kStringFieldsEnd = 28;
 // A type-2 data object of exactly this length is an empty image container.
 constexpr qint32 kEmptyContainerLength = 44;
+// Far above a real photo or artwork database; a larger file (or a device) is not read.
+constexpr qint64 kMaximumDatabaseBytes = 256 * 1024 * 1024;
 
 // The image formats the firmware uses, known by their byte count; others keep the record's size.
 struct KnownFormat {
@@ -116,13 +119,19 @@ bool TDBPhotoDatabase::readArtworkDatabase()
 
 bool TDBPhotoDatabase::readDatabase(const QString &relativePath)
 {
-    QFile file(QDir(m_mountPath).filePath(relativePath));
-    if (!file.open(QIODevice::ReadOnly))
+    QString problem;
+    const std::unique_ptr<VolumeRoot> volume = VolumeRoot::open(m_mountPath, &problem);
+    const QByteArray encoded = QFile::encodeName(relativePath);
+    if (!volume || volume->entry(encoded).kind == VolumeRoot::Kind::Missing)
         return false;
-    const QByteArray data = file.readAll();
-    if (data.isEmpty())
+    const std::optional<QByteArray> data = volume->readFile(encoded, kMaximumDatabaseBytes, &problem);
+    if (!data) {
+        qCWarning(lcIPodDb).noquote() << "Not read:" << problem;
         return false;
-    parseDatabase(data);
+    }
+    if (data->isEmpty())
+        return false;
+    parseDatabase(*data);
     return true;
 }
 
@@ -253,7 +262,11 @@ TDBPhotoDatabase::Step TDBPhotoDatabase::processImageName(QByteArrayView data, q
     if (m_currentPhotoItem) {
         QString component = *fileName;
         component.replace(QLatin1Char(':'), QLatin1Char('/'));
-        m_currentPhotoItem->setThumbPath(QDir::cleanPath(m_mountPath + QStringLiteral("/Photos/") + component));
+        // ":..:..:secret" would name a file off the iPod: such an item has no file to read.
+        if (component.split(QLatin1Char('/')).contains(QStringLiteral("..")))
+            qCWarning(lcIPodDb) << "thumbnail name" << *fileName << "leaves the iPod; it is not read";
+        else
+            m_currentPhotoItem->setThumbPath(QDir::cleanPath(m_mountPath + QStringLiteral("/Photos/") + component));
     }
     return Step::Continue;
 }
@@ -293,18 +306,23 @@ void TDBPhotoDatabase::finishAlbum()
     m_currentPhotoAlbum.reset();
 }
 
-QImage TDBPhotoDatabase::imageForItem(const TVRPodPhotoItem &item, const QString &thumbPath, bool swapped)
+QImage TDBPhotoDatabase::imageForItem(const TVRPodPhotoItem &item, const QString &mountPath,
+                                     const QString &thumbPath, bool swapped)
 {
-    QFile file(thumbPath);
-    const qint64 end = qint64(item.offset()) + qint64(item.imageSize());
-    if (!file.open(QIODevice::ReadOnly) || file.size() < end || !file.seek(item.offset())) {
+    // Read through the iPod's root, never through a link: a thumbnail file must lie on the iPod.
+    const std::unique_ptr<VolumeRoot> volume = VolumeRoot::open(mountPath);
+    const std::optional<QByteArray> relative = volume ? volume->relativePath(thumbPath) : std::nullopt;
+    QString problem;
+    const std::optional<QByteArray> pixels =
+        relative && !relative->isEmpty() ? volume->readRange(*relative, item.offset(), item.imageSize(), &problem)
+                                         : std::nullopt;
+    if (!pixels) {
         qCWarning(lcIPodDb) << "thumbnail file" << thumbPath << "does not hold" << item.imageSize() << "bytes at"
-                            << item.offset();
+                            << item.offset() << "of the iPod at" << mountPath << problem;
         return QImage();
     }
-    const QByteArray pixels = file.read(item.imageSize());
     const QImage image =
-        TDBRGB565::convertRGB565ToImage(pixels, int(item.size().width()), int(item.size().height()), swapped);
+        TDBRGB565::convertRGB565ToImage(*pixels, int(item.size().width()), int(item.size().height()), swapped);
     if (image.isNull())
         qCWarning(lcIPodDb) << "thumbnail" << item.description() << "holds too few pixels for its size";
     return image;
@@ -336,7 +354,7 @@ bool TDBPhotoDatabase::loadPhotoDatabase(const QString &outputFolder)
     for (qsizetype index = 1; index < items.size(); ++index) {
         const TVRPodPhotoItem &item = *items.at(index);
         qCInfo(lcIPodDb) << "photoItem:" << item.description();
-        const QImage image = imageForItem(item, item.thumbPath(), item.bytesSwapped());
+        const QImage image = imageForItem(item, m_mountPath, item.thumbPath(), item.bytesSwapped());
         if (image.isNull())
             continue;
         writeTiff(image, folder.filePath(QStringLiteral("photo%1.tif").arg(index)));
@@ -368,9 +386,12 @@ bool TDBPhotoDatabase::loadArtwork(const QString &outputFolder, const TrackLooku
     for (qsizetype index = 0; index < photo.imageItems().size(); ++index) {
         const TVRPodPhotoItem &item = *photo.imageItems().at(index);
         qCInfo(lcIPodDb) << "photoItem:" << item.description();
+        // The artwork's thumbnails lie in iPod_Control/Artwork where the photos' lie in Photos.
+        const QString photos = QDir::cleanPath(m_mountPath) + QStringLiteral("/Photos/");
         QString path = item.thumbPath();
-        path.replace(QStringLiteral("Photos"), QStringLiteral("iPod_Control/Artwork"));
-        const QImage image = imageForItem(item, path, true);
+        if (path.startsWith(photos))
+            path = QDir::cleanPath(m_mountPath) + QStringLiteral("/iPod_Control/Artwork/") + path.mid(photos.size());
+        const QImage image = imageForItem(item, m_mountPath, path, true);
         if (!image.isNull())
             writeTiff(image, folder.filePath(QStringLiteral("img%1.tif").arg(index)));
     }

@@ -45,9 +45,11 @@ public:
     bool loadPhotoDatabase(const QString &outputFolder = {});
     bool loadArtwork(const QString &outputFolder = {}, const TrackLookup &trackWithDBID = {});
 
-    // The pixels of `item` as an image, from `thumbPath` (or the file it names); a null image with
-    // a log line when the file is shorter than the item's offset and size says.
-    static QImage imageForItem(const TVRPodPhotoItem &item, const QString &thumbPath, bool swapped);
+    // The pixels of `item` as an image, from `thumbPath` (or the file it names) on the iPod at
+    // `mountPath`; a null image with a log line when the file is shorter than the item's offset and
+    // size say, is no regular file, or does not lie on the iPod.
+    static QImage imageForItem(const TVRPodPhotoItem &item, const QString &mountPath, const QString &thumbPath,
+                               bool swapped);
     // The image turned a quarter clockwise, as the photo's portrait form.
     static QImage rotatedImage(const QImage &image);
 

@@ -3,10 +3,8 @@
 #include "TDBBytes.h"
 
 #include "core/Logging.h"
-#include "core/PathUtils.h"
+#include "core/VolumeRoot.h"
 #include "feeds/NSStringXtra.h"
-
-#include <QFile>
 
 #include <algorithm>
 #include <limits>
@@ -34,10 +32,21 @@ bool fitsIn(qint64 position, qint64 length, qint64 end)
     return length >= kChunkHeader && length <= end - position;
 }
 
-QByteArray readFile(const QString &path)
+// A real music database of 100,000 tracks is under 200 MB; a larger file (or a device) is not read.
+constexpr qint64 kMaximumDatabaseBytes = 256 * 1024 * 1024;
+constexpr qint64 kMaximumDeviceInfoBytes = 64 * 1024;
+
+// The file at `relativePath` of the iPod, when it is a regular file below it of at most `maxBytes`.
+QByteArray readFile(const QString &mountPath, const char *relativePath, qint64 maxBytes)
 {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    QString problem;
+    const std::unique_ptr<VolumeRoot> volume = VolumeRoot::open(mountPath, &problem);
+    if (!volume || volume->entry(relativePath).kind == VolumeRoot::Kind::Missing)
+        return QByteArray();
+    std::optional<QByteArray> data = volume->readFile(relativePath, maxBytes, &problem);
+    if (!data)
+        qCWarning(lcIPodDb).noquote() << "Not read:" << problem;
+    return data.value_or(QByteArray());
 }
 
 } // namespace
@@ -70,8 +79,7 @@ std::optional<QList<TDBTrackPtr>> TDBiPod::podcasts()
 
 void TDBiPod::loadTracks()
 {
-    processiTunesDB(
-        readFile(PathUtils::appendingPathComponent(m_mountPath, QStringLiteral("iPod_Control/iTunes/iTunesDB"))));
+    processiTunesDB(readFile(m_mountPath, "iPod_Control/iTunes/iTunesDB", kMaximumDatabaseBytes));
 }
 
 void TDBiPod::processiTunesDB(const QByteArray &data)
@@ -365,8 +373,7 @@ QString TDBiPod::name()
 
 void TDBiPod::loadName()
 {
-    processDeviceInfo(
-        readFile(PathUtils::appendingPathComponent(m_mountPath, QStringLiteral("iPod_Control/iTunes/DeviceInfo"))));
+    processDeviceInfo(readFile(m_mountPath, "iPod_Control/iTunes/DeviceInfo", kMaximumDeviceInfoBytes));
 }
 
 void TDBiPod::processDeviceInfo(const QByteArray &data)

@@ -24,6 +24,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QLocale>
 #include <QScopedValueRollback>
 #include <QThread>
@@ -37,6 +38,8 @@ namespace {
 const QString kLastSyncInfoName = QStringLiteral("** Last Sync Info **");
 const QString kLastSyncContacts = QStringLiteral("LastSync");
 const QString kTivaroFolder = QStringLiteral("Velmora");
+// The owner the record of Tivaro's files gives the sync's own notes.
+const QString kTivaroOwner = QStringLiteral("Tivaro");
 const QString kTooManyNotes =
     QStringLiteral("Your iPod contains over 1,000 notes. Only the first 1,000 notes will be loaded on your iPod.");
 constexpr int kNotesLimit = 1000;
@@ -137,10 +140,15 @@ bool TVRSyncer::performSync(qint32 type)
     m_pluginsRun.clear();
     m_logFileError.clear();
 
-    if (!m_synciPod->useNotes()) {
-        QDir(m_synciPod->realTivaroFolder()).removeRecursively();
-        m_synciPod->removeContactsWithPrefix(QStringLiteral("Tivaro"));
-    }
+    // Said in the log once the sync's heading is there.
+    QStringList earlyLines;
+    const QString record = m_synciPod->prepareOwnFilesRecord();
+    if (!record.isEmpty())
+        earlyLines.append(record);
+    m_synciPod->setOutputOwner(kTivaroOwner);
+    m_synciPod->setOutputGroup(QString());
+    if (!m_synciPod->useNotes())
+        earlyLines += removeOutputOfIPodWithoutNotes();
 
     if (type == NormalSync || type == NormalSyncThenEject)
         chooseFromPreference(QStringLiteral("prefsNormalSync"), type == NormalSync);
@@ -156,6 +164,8 @@ bool TVRSyncer::performSync(qint32 type)
 
     m_logManager->appendBigHeading(QStringLiteral("Syncing to %1").arg(m_synciPod->name()));
     m_logManager->appendLog(QStringLiteral("Type: %1").arg(m_synciPod->iPodFamilyDescription()));
+    for (const QString &line : std::as_const(earlyLines))
+        m_logManager->appendLog(line);
 
     if (m_pluginProgress) {
         m_pluginProgress->setIndeterminate(true);
@@ -166,6 +176,23 @@ bool TVRSyncer::performSync(qint32 type)
     // A moment for whoever shows the sync to draw before the work begins.
     QTimer::singleShot(kPrepareDelayMs, this, &TVRSyncer::startPrepareSync);
     return true;
+}
+
+QStringList TVRSyncer::removeOutputOfIPodWithoutNotes()
+{
+    // Only Tivaro's own notes and contacts go: the Notes folder may hold the user's, and an iPod whose
+    // SysInfo went missing (after a restore by other tools) is taken for one without notes.
+    QStringList lines{QStringLiteral("This iPod is taken for one without notes (%1%2), so Tivaro's notes are removed "
+                                     "from it.")
+                          .arg(m_synciPod->iPodFamilyDescription(),
+                               QFileInfo::exists(m_synciPod->sysInfoPath())
+                                   ? QString()
+                                   : QStringLiteral(": it has no iPod_Control/Device/SysInfo"))};
+    RemovalReport report = m_synciPod->removeOwnFilesBelow(m_synciPod->realTivaroFolder());
+    report.add(m_synciPod->removeContactsWithPrefix(QStringLiteral("Tivaro")));
+    lines += report.isEmpty() ? QStringList{QStringLiteral("Nothing of Tivaro's was there to remove.")}
+                              : report.describe();
+    return lines;
 }
 
 void TVRSyncer::chooseFromPreference(const QString &key, bool takeEject)
@@ -289,6 +316,9 @@ void TVRSyncer::syncNextPlugin()
     }
     const std::shared_ptr<TVRPlugin> plugin = m_currentPlugin;
     const std::shared_ptr<TVRSyncInfo> syncInfo = m_syncInfo;
+    m_synciPod->setOutputOwner(plugin->name());
+    m_synciPod->setOutputGroup(QString());
+    m_synciPod->clearWrittenFiles();
     m_logManager->appendToolHeading(plugin->name());
     setPluginStatusText(QStringLiteral("Syncing %1").arg(plugin->name()));
     m_pluginsRun.append(plugin->name());
@@ -308,6 +338,7 @@ void TVRSyncer::pluginDidFinishSync()
         return;
     if (m_pluginProgress)
         m_pluginProgress->incrementBy(1.0);
+    saveOwnFilesRecord();
     // A plug-in that completes from inside its own sync() gets the next one started after it has
     // returned: nothing runs under its feet, and a thousand such plug-ins do not nest on the stack.
     if (m_insidePluginSync)
@@ -341,8 +372,17 @@ void TVRSyncer::cancel()
     m_isSyncing = false;
 }
 
+void TVRSyncer::saveOwnFilesRecord()
+{
+    QString error;
+    if (!m_synciPod->saveOwnFilesRecord(&error))
+        m_logManager->appendError(
+            QStringLiteral("The record of Tivaro's files on the iPod could not be saved: %1").arg(error));
+}
+
 void TVRSyncer::finishSync()
 {
+    saveOwnFilesRecord();
     warnAboutTooManyNotes();
     m_defaults.synchronize();
     m_isSyncing = false;
@@ -377,7 +417,8 @@ void TVRSyncer::removeEmptyTivaroFolder()
 {
     const QString folder = PathUtils::appendingPathComponent(m_synciPod->notesFolder(), kTivaroFolder);
     QDir dir(folder);
-    if (!dir.exists())
+    // A link is never followed: what it points to is not the iPod's.
+    if (!dir.exists() || QFileInfo(folder).isSymLink())
         return;
     // Only hidden entries left (a desktop's ".Trash" or "._" files) counts as empty.
     const QStringList visible = dir.entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System);
@@ -421,20 +462,31 @@ void TVRSyncer::saveLog()
 
 void TVRSyncer::removeSpecialNotes()
 {
-    const QString notes = m_synciPod->notesFolder();
+    QList<QByteArray> paths;
     for (const QString &name : spellingsOnVolume(kLastSyncInfoName)) {
-        QFile::remove(PathUtils::appendingPathComponent(notes, name));
-        QFile::remove(PathUtils::appendingPathComponent(notes, kTivaroFolder + QLatin1Char('/') + name));
+        const QByteArray encoded = QFile::encodeName(name);
+        paths += {"Notes/" + encoded, "Notes/" + QFile::encodeName(kTivaroFolder) + '/' + encoded};
     }
-    TVRContactsManager::managerForiPod(m_synciPod, kLastSyncContacts)->removeContactsFileFromiPod();
+    logKept(m_synciPod->removeOwnFiles(paths));
+    logKept(TVRContactsManager::managerForiPod(m_synciPod, kLastSyncContacts)->removeContactsFileFromiPod());
+}
+
+void TVRSyncer::logKept(const RemovalReport &report)
+{
+    if (report.kept.isEmpty())
+        return;
+    RemovalReport kept;
+    kept.kept = report.kept;
+    for (const QString &line : kept.describe())
+        m_logManager->appendLog(line);
 }
 
 void TVRSyncer::doLastSyncInfo()
 {
     if (!m_defaults.boolForKey(QStringLiteral("iPodLastSyncInfo"))) {
-        TVRContactsManager::managerForiPod(m_synciPod, kLastSyncContacts)->removeContactsFileFromiPod();
+        logKept(TVRContactsManager::managerForiPod(m_synciPod, kLastSyncContacts)->removeContactsFileFromiPod());
         for (const QString &name : spellingsOnVolume(kLastSyncInfoName))
-            m_synciPod->removeNotesFoldersNamed(name);
+            logKept(m_synciPod->removeNotesFoldersNamed(name));
         return;
     }
     const QString today = shortDateToday();

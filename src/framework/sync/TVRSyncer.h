@@ -15,6 +15,7 @@
 #include <vector>
 
 class IPodSyncLock;
+struct RemovalReport;
 class LogManager;
 class TVRPlugin;
 class TVRProgressIndicator;
@@ -129,6 +130,11 @@ private:
     void scheduleEject();
     void saveLog();
     void removeSpecialNotes();
+    // Lines for the log about what was removed from an iPod without notes, and what was kept.
+    QStringList removeOutputOfIPodWithoutNotes();
+    // Kept files of a removal the user should hear of (a note of their own where a special note goes).
+    void logKept(const RemovalReport &report);
+    void saveOwnFilesRecord();
     void doLastSyncInfo();
     QString shortDateToday() const;
 
