@@ -6,8 +6,8 @@
 #include "net/TVRDownloadManagerDelegate.h"
 
 #include <QHash>
-#include <QSet>
 #include <QObject>
+#include <QSet>
 
 #include <memory>
 

@@ -137,8 +137,9 @@ void TextFileCopier::removeOldNotes()
     const RemovalReport report = m_iPod->removeOwnFiles(old);
     if (!report.removed.isEmpty())
         m_log->appendLog(QStringLiteral("Removed %1 of text files that are no longer there.")
-                             .arg(report.removed.size() == 1 ? QStringLiteral("1 note page")
-                                                             : QStringLiteral("%1 note pages").arg(report.removed.size())));
+                             .arg(report.removed.size() == 1
+                                      ? QStringLiteral("1 note page")
+                                      : QStringLiteral("%1 note pages").arg(report.removed.size())));
     for (const auto &[path, why] : report.kept)
         m_log->appendLog(QStringLiteral("Kept %1: %2.").arg(QFile::decodeName(path), why));
 }

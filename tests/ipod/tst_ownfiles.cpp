@@ -103,8 +103,8 @@ void OwnFilesTest::writtenFilesAreRecordedOnTheiPod()
     QVERIFY(m_iPod->writeNoteToiPod(textOfPages(2), QStringLiteral("Daily"), QStringLiteral("News")));
     QVERIFY(m_iPod->saveOwnFilesRecord());
     const QVariantMap files = recordOnDisk();
-    QCOMPARE(files.keys(), (QStringList{QStringLiteral("Notes/News/Daily.txt"),
-                                        QStringLiteral("Notes/News/_pages/Daily p2.txt")}));
+    QCOMPARE(files.keys(),
+             (QStringList{QStringLiteral("Notes/News/Daily.txt"), QStringLiteral("Notes/News/_pages/Daily p2.txt")}));
     const QVariantMap entry = files.value(QStringLiteral("Notes/News/Daily.txt")).toMap();
     QCOMPARE(entry.value(QStringLiteral("owner")).toString(), QStringLiteral("News"));
     QCOMPARE(entry.value(QStringLiteral("group")).toString(), QStringLiteral("http://feed/1"));
@@ -115,7 +115,7 @@ void OwnFilesTest::writtenFilesAreRecordedOnTheiPod()
 
 void OwnFilesTest::removalTakesOnlyTivarosFiles_data()
 {
-    QTest::addColumn<QStringList>("users");   // files the user put there
+    QTest::addColumn<QStringList>("users");    // files the user put there
     QTest::addColumn<QStringList>("expected"); // what is left in Notes afterwards
     QTest::newRow("only Tivaro's: the folder goes") << QStringList{} << QStringList{"Other/d.txt"};
     QTest::newRow("a note of the user's stays, with its folder")
@@ -157,16 +157,15 @@ void OwnFilesTest::removalByPrefixTakesOnlyTivarosFiles()
     auto contacts = m_iPod->contactsManagerNamed(QStringLiteral("News"));
     contacts->appendContactWithText(QStringLiteral("text"), QStringLiteral("title"));
     QVERIFY(contacts->writeContactsFileToiPod());
-    QVERIFY(m_iPod->writeString(QStringLiteral("BEGIN:VCALENDAR"), fileOf("Calendars/TVR-cal.ics"),
-                                StringEncoding::UTF8));
+    QVERIFY(
+        m_iPod->writeString(QStringLiteral("BEGIN:VCALENDAR"), fileOf("Calendars/TVR-cal.ics"), StringEncoding::UTF8));
     for (const char *file : {"Contacts/TVR-mine.vcf", "Contacts/TVR-dir/x.vcf", "Contacts/Mine.vcf",
                              "Calendars/TVR-theirs.ics", "Calendars/home.ics"})
         IPodFixture::writeFile(m_root, QString::fromLatin1(file), "x");
 
     const RemovalReport contactsReport = m_iPod->removeContactsWithPrefix(QStringLiteral("TVR-"));
     const RemovalReport calendarsReport = m_iPod->removeCalendarsWithPrefix(QStringLiteral("TVR-"));
-    QCOMPARE(filesBelow(fileOf("Contacts")),
-             (QStringList{"Mine.vcf", "TVR-dir/x.vcf", "TVR-mine.vcf"}));
+    QCOMPARE(filesBelow(fileOf("Contacts")), (QStringList{"Mine.vcf", "TVR-dir/x.vcf", "TVR-mine.vcf"}));
     QCOMPARE(filesBelow(fileOf("Calendars")), (QStringList{"TVR-theirs.ics", "home.ics"}));
     QCOMPARE(contactsReport.removed, QList<QByteArray>{"Contacts/TVR-News.vcf"});
     QCOMPARE(contactsReport.kept.size(), 2);
@@ -219,8 +218,8 @@ void OwnFilesTest::aFileOfTheUsersIsNeverReplaced()
 
 void OwnFilesTest::aChangedFileIsKept()
 {
-    QVERIFY(m_iPod->writeNoteToiPod(QStringLiteral("news of the day"), QStringLiteral("Daily"),
-                                    QStringLiteral("News")));
+    QVERIFY(
+        m_iPod->writeNoteToiPod(QStringLiteral("news of the day"), QStringLiteral("Daily"), QStringLiteral("News")));
     QVERIFY(m_iPod->saveOwnFilesRecord());
     // The user put a file of their own in its place.
     IPodFixture::writeFile(m_root, QStringLiteral("Notes/News/Daily.txt"), "now the user's shopping list");
@@ -309,11 +308,16 @@ void OwnFilesTest::linksAreNeverFollowed_data()
     QTest::addColumn<QString>("link");      // below the iPod, pointing to a folder (or file) outside it
     QTest::addColumn<QString>("localPath"); // where the note is asked to go
     QTest::addColumn<bool>("toFile");
-    QTest::newRow("Notes") << "Notes" << "" << false;
-    QTest::newRow("a local-path folder") << "Notes/Trips" << "Trips" << false;
-    QTest::newRow("_pages") << "Notes/_pages" << "" << false;
-    QTest::newRow("the note's own file") << "Notes/Trip.txt" << "" << true;
-    QTest::newRow("a page file") << "Notes/_pages/Trip p2.txt" << "" << true;
+    QTest::newRow("Notes") << "Notes"
+                           << "" << false;
+    QTest::newRow("a local-path folder") << "Notes/Trips"
+                                         << "Trips" << false;
+    QTest::newRow("_pages") << "Notes/_pages"
+                            << "" << false;
+    QTest::newRow("the note's own file") << "Notes/Trip.txt"
+                                         << "" << true;
+    QTest::newRow("a page file") << "Notes/_pages/Trip p2.txt"
+                                 << "" << true;
 }
 
 void OwnFilesTest::linksAreNeverFollowed()

@@ -39,8 +39,9 @@ int ContactsRemoveCommand::run(const QStringList &arguments, Console &console)
     if (!iPod->saveOwnFilesRecord(&recordError))
         console.warn(QStringLiteral("the record of Tivaro's files on the iPod was not saved: %1").arg(recordError));
     if (!report.kept.isEmpty())
-        return console.fail(QStringLiteral("%1 was kept: %2").arg(contacts->contactsPath(), report.kept.constFirst().second),
-                            ExitCode::Failure);
+        return console.fail(
+            QStringLiteral("%1 was kept: %2").arg(contacts->contactsPath(), report.kept.constFirst().second),
+            ExitCode::Failure);
     if (QFileInfo::exists(contacts->contactsPath()))
         return console.fail(QStringLiteral("cannot remove %1").arg(contacts->contactsPath()), ExitCode::Failure);
     console.print(QStringLiteral("Removed %1").arg(contacts->contactsPath()));

@@ -47,8 +47,9 @@ int ContactsWriteCommand::run(const QStringList &arguments, Console &console)
         return console.fail(contacts->lastErrorString(), ExitCode::Failure);
     QString recordError;
     if (!iPod->saveOwnFilesRecord(&recordError))
-        return console.fail(QStringLiteral("the record of Tivaro's files on the iPod was not saved: %1").arg(recordError),
-                            ExitCode::Failure);
+        return console.fail(
+            QStringLiteral("the record of Tivaro's files on the iPod was not saved: %1").arg(recordError),
+            ExitCode::Failure);
     console.print(QStringLiteral("Wrote %1").arg(contacts->contactsPath()));
     return ExitCode::Success;
 }

@@ -163,7 +163,8 @@ UniqueFd VolumeRoot::openFolder(const QByteArray &relativePath, bool create, QSt
         int next = ::openat(current.get(), part.constData(), kFolderFlags);
         if (next < 0 && errno == ENOENT && create) {
             if (::mkdirat(current.get(), part.constData(), 0755) != 0 && errno != EEXIST) {
-                fail(error, QStringLiteral("cannot make the folder %1: %2").arg(displayPath(walked), systemError(errno)));
+                fail(error,
+                     QStringLiteral("cannot make the folder %1: %2").arg(displayPath(walked), systemError(errno)));
                 return {};
             }
             next = ::openat(current.get(), part.constData(), kFolderFlags);

@@ -44,8 +44,7 @@ public:
     QList<Entry> list(const QByteArray &relativePath) const;
 
     // The whole of a regular file of at most `maxBytes` bytes; nullopt, with *error, for anything else.
-    std::optional<QByteArray> readFile(const QByteArray &relativePath, qint64 maxBytes,
-                                       QString *error = nullptr) const;
+    std::optional<QByteArray> readFile(const QByteArray &relativePath, qint64 maxBytes, QString *error = nullptr) const;
     // `length` bytes at `offset` of a regular file; nullopt when it is shorter or no regular file.
     std::optional<QByteArray> readRange(const QByteArray &relativePath, qint64 offset, qint64 length,
                                         QString *error = nullptr) const;

@@ -92,8 +92,7 @@ std::optional<QByteArray> IPodManifest::toPropertyList(const QHash<QByteArray, E
     return PropertyList::toXml(QVariantMap{{kFormatKey, kFormat}, {kFilesKey, files}}, error);
 }
 
-std::optional<QHash<QByteArray, IPodManifest::Entry>> IPodManifest::readFrom(const VolumeRoot &root,
-                                                                             QString *problem)
+std::optional<QHash<QByteArray, IPodManifest::Entry>> IPodManifest::readFrom(const VolumeRoot &root, QString *problem)
 {
     const VolumeRoot::Entry file = root.entry(fileName);
     if (file.kind == VolumeRoot::Kind::Missing)
@@ -141,8 +140,7 @@ void IPodManifest::keepAside(const VolumeRoot &root, const QString &problem)
         name + ".corrupt-" + QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss")).toLatin1();
     const QByteArray aside = folderName + '/' + asideName;
     const UniqueFd folder = root.openFolder(folderName, false);
-    const bool moved =
-        folder && ::renameat(folder.get(), name.constData(), folder.get(), asideName.constData()) == 0;
+    const bool moved = folder && ::renameat(folder.get(), name.constData(), folder.get(), asideName.constData()) == 0;
     m_loadReport = moved ? QStringLiteral("Tivaro's record of its files could not be read (%1); it was kept as %2 "
                                           "and a new one started.")
                                .arg(problem, root.displayPath(aside))
@@ -158,9 +156,10 @@ void IPodManifest::adopt(const VolumeRoot &root)
     adoptContacts(root);
     if (m_adopted == 0)
         return;
-    const QString found = QStringLiteral("Found %1 written by an earlier Tivaro; they are now in its record of its "
-                                         "files.")
-                              .arg(m_adopted == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(m_adopted));
+    const QString found =
+        QStringLiteral("Found %1 written by an earlier Tivaro; they are now in its record of its "
+                       "files.")
+            .arg(m_adopted == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(m_adopted));
     m_loadReport = m_loadReport.isEmpty() ? found : m_loadReport + QLatin1Char(' ') + found;
 }
 
@@ -227,8 +226,7 @@ bool IPodManifest::save(const VolumeRoot &root, QString *error)
     QLockFile lock(root.displayPath(fileName) + QStringLiteral(".lock"));
     lock.setStaleLockTime(30000);
     if (!lock.tryLock(10000))
-        return fail(error,
-                    QStringLiteral("%1 is locked by another program").arg(root.displayPath(fileName)));
+        return fail(error, QStringLiteral("%1 is locked by another program").arg(root.displayPath(fileName)));
 
     // What another program saved meanwhile stays; only this object's changes go over it.
     QString problem;

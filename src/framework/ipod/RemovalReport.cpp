@@ -28,6 +28,7 @@ QStringList RemovalReport::describe() const
     for (qsizetype i = 0; i < kept.size() && i < kNamedKept; ++i)
         lines.append(QStringLiteral("Kept %1: %2.").arg(QFile::decodeName(kept.at(i).first), kept.at(i).second));
     if (kept.size() > kNamedKept)
-        lines.append(QStringLiteral("Kept %1 more that are not Tivaro's to remove.").arg(files(kept.size() - kNamedKept)));
+        lines.append(
+            QStringLiteral("Kept %1 more that are not Tivaro's to remove.").arg(files(kept.size() - kNamedKept)));
     return lines;
 }

@@ -4,7 +4,6 @@
 #include "core/PathUtils.h"
 #include "core/StringEncoding.h"
 
-
 #include <algorithm>
 
 namespace {

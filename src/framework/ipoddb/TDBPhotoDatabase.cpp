@@ -306,8 +306,8 @@ void TDBPhotoDatabase::finishAlbum()
     m_currentPhotoAlbum.reset();
 }
 
-QImage TDBPhotoDatabase::imageForItem(const TVRPodPhotoItem &item, const QString &mountPath,
-                                     const QString &thumbPath, bool swapped)
+QImage TDBPhotoDatabase::imageForItem(const TVRPodPhotoItem &item, const QString &mountPath, const QString &thumbPath,
+                                      bool swapped)
 {
     // Read through the iPod's root, never through a link: a thumbnail file must lie on the iPod.
     const std::unique_ptr<VolumeRoot> volume = VolumeRoot::open(mountPath);

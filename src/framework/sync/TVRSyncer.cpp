@@ -182,16 +182,16 @@ QStringList TVRSyncer::removeOutputOfIPodWithoutNotes()
 {
     // Only Tivaro's own notes and contacts go: the Notes folder may hold the user's, and an iPod whose
     // SysInfo went missing (after a restore by other tools) is taken for one without notes.
-    QStringList lines{QStringLiteral("This iPod is taken for one without notes (%1%2), so Tivaro's notes are removed "
-                                     "from it.")
-                          .arg(m_synciPod->iPodFamilyDescription(),
-                               QFileInfo::exists(m_synciPod->sysInfoPath())
-                                   ? QString()
-                                   : QStringLiteral(": it has no iPod_Control/Device/SysInfo"))};
+    QStringList lines{
+        QStringLiteral("This iPod is taken for one without notes (%1%2), so Tivaro's notes are removed "
+                       "from it.")
+            .arg(m_synciPod->iPodFamilyDescription(), QFileInfo::exists(m_synciPod->sysInfoPath())
+                                                          ? QString()
+                                                          : QStringLiteral(": it has no iPod_Control/Device/SysInfo"))};
     RemovalReport report = m_synciPod->removeOwnFilesBelow(m_synciPod->realTivaroFolder());
     report.add(m_synciPod->removeContactsWithPrefix(QStringLiteral("Tivaro")));
-    lines += report.isEmpty() ? QStringList{QStringLiteral("Nothing of Tivaro's was there to remove.")}
-                              : report.describe();
+    lines +=
+        report.isEmpty() ? QStringList{QStringLiteral("Nothing of Tivaro's was there to remove.")} : report.describe();
     return lines;
 }
 
