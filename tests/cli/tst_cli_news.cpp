@@ -189,6 +189,46 @@ private Q_SLOTS:
         QVERIFY(news("Daily").startsWith("First story"));
     }
 
+    // With its own folder chosen, News writes and clears only Notes/Velmora/News; the user's Notes/News
+    // and notes of their own beside the news stay.
+    void newsClearsOnlyTheFolderItWrites()
+    {
+        m_home->writeApplicationPreferences({{"notesUseTVRFolder", true}});
+        IPodFixture::writeFile(m_iPod, "Notes/News/mine.txt", "the user's own news");
+        IPodFixture::writeFile(m_iPod, "Notes/Velmora/News/kept.txt", "the user's, in Tivaro's folder");
+        const QString daily = m_server->url("/daily.xml").toString();
+        const QString weekly = m_server->url("/weekly.xml").toString();
+        const CliRun first = importAndSync({{"Daily", daily}, {"Weekly", weekly, "withArticles=\"yes\""}});
+        QVERIFY2(first.exitCode == 0, qPrintable(first.out + first.err));
+        QCOMPARE(filesBelow(m_iPod + "/Notes"),
+                 (QStringList{"News/mine.txt", "Velmora/News/Daily.txt", "Velmora/News/Weekly.txt",
+                              "Velmora/News/_pages/Café opens.txt", "Velmora/News/_pages/Markup.txt",
+                              "Velmora/News/kept.txt"}));
+        // Weekly is no longer subscribed: its note and pages go, nothing else does.
+        const CliRun second = importAndSync({{"Daily", daily}});
+        QVERIFY2(second.exitCode == 0, qPrintable(second.out + second.err));
+        QCOMPARE(filesBelow(m_iPod + "/Notes"),
+                 (QStringList{"News/mine.txt", "Velmora/News/Daily.txt", "Velmora/News/kept.txt"}));
+        const CliRun log = CliRun::run({"log", "--last", "1"});
+        QVERIFY2(log.out.contains("Removed 3 old news notes."), qPrintable(log.out));
+    }
+
+    // A feed that fails this time keeps the news it had; the others are brought up to date.
+    void aFailedFeedKeepsItsOldNews()
+    {
+        const QString daily = m_server->url("/daily.xml").toString();
+        const QString weekly = m_server->url("/weekly.xml").toString();
+        QCOMPARE(importAndSync({{"Daily", daily}, {"Weekly", weekly, "withArticles=\"yes\""}}).exitCode, 0);
+        m_server->serve("/weekly.xml", "<html>down for maintenance</html>", "text/html");
+        m_server->serve("/daily.xml", QByteArray(kRss).replace("First story", "Fresh story"), "application/rss+xml");
+        const CliRun run = importAndSync({{"Daily", daily}, {"Weekly", weekly, "withArticles=\"yes\""}});
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY(news("Daily").startsWith("Fresh story"));
+        QVERIFY(news("Weekly").contains("Café opens"));
+        QCOMPARE(filesBelow(m_iPod + "/Notes"), (QStringList{"News/Daily.txt", "News/Weekly.txt",
+                                                             "News/_pages/Café opens.txt", "News/_pages/Markup.txt"}));
+    }
+
     // A feed that never ends does not hold a cancelled sync: Ctrl-C stops its download at once.
     void ctrlCStopsAStalledFeed()
     {

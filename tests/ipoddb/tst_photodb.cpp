@@ -179,6 +179,34 @@ private Q_SLOTS:
                  QStringLiteral("/media/ipod/Photos/Thumbs/F1.ithmb"));
     }
 
+    // A thumbnail name that climbs out of Photos, or a thumbnail file that is a link off the iPod, is
+    // never read.
+    void thumbnailsStayOnTheiPod()
+    {
+        QTemporaryDir root;
+        QTemporaryDir outside;
+        const QByteArray secretPixels = QByteArray(4, 0) + pixels({0xF800}) + QByteArray(2518, 0);
+        writeFile(outside.filePath(QStringLiteral("secret")), secretPixels);
+        QVERIFY(QDir().mkpath(root.filePath(QStringLiteral("Photos/Thumbs"))));
+        QVERIFY(QFile::link(outside.filePath(QStringLiteral("secret")),
+                            root.filePath(QStringLiteral("Photos/Thumbs/F2.ithmb"))));
+        const QString climbing =
+            QStringLiteral(":..:..:") + QDir(root.path()).relativeFilePath(outside.filePath("secret"));
+
+        TDBPhotoDatabase database(root.path());
+        database.parseDatabase(
+            fileHeader(photoDataSet(image(7, storedImage(climbing, 4, 2520, 42, 30) +
+                                                 storedImage(QStringLiteral(":Thumbs:F2.ithmb"), 4, 2520, 42, 30)))));
+        const QList<std::shared_ptr<TVRPodPhotoItem>> &items = database.photos().constFirst()->imageItems();
+        QCOMPARE(items.size(), 2);
+        QCOMPARE(items.at(0)->thumbPath(), QString());
+        QCOMPARE(items.at(1)->thumbPath(), root.filePath(QStringLiteral("Photos/Thumbs/F2.ithmb")));
+        for (const std::shared_ptr<TVRPodPhotoItem> &item : items)
+            QVERIFY(TDBPhotoDatabase::imageForItem(*item, root.path(), item->thumbPath(), true).isNull());
+        // The file itself, outside the iPod, is not read through a path that leaves it either.
+        QVERIFY(TDBPhotoDatabase::imageForItem(*items.at(1), root.path(), outside.filePath("secret"), true).isNull());
+    }
+
     void descriptions()
     {
         TDBPhotoDatabase database(QStringLiteral("/media/ipod"));

@@ -13,6 +13,7 @@
 #include "sync/TVRSyncUtils.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QtTest>
 
 #include <unistd.h>
@@ -36,6 +37,8 @@ private Q_SLOTS:
     void stopsOnceWhenTheiPodIsGone();
     void writesOntoAFatVolume();
     void aFullVolumeEndsWithErrorsAndKeepsEarlierNotes();
+    void notesOfGoneFilesGoAndTheUsersStay();
+    void aCancelledCopyRemovesNothing();
 
 private:
     // Runs prepareSync and sync on `iPodPath` and waits for the completion; returns the count prepared.
@@ -136,6 +139,8 @@ qint32 TextFilesTest::runSync(const QString &iPodPath, const std::function<void(
     TVRSyncInfo info(TVRiPod::withPath(iPodPath), std::make_shared<TVRSyncPrefs>(), m_log, false);
     m_plugin->sync(&info);
     [&] { QTRY_COMPARE_WITH_TIMEOUT(m_completions, 1, 30000); }();
+    // As the sync does after each plug-in.
+    info.iPod()->saveOwnFilesRecord();
     // Nothing more arrives after the completion.
     QTest::qWait(50);
     return needsInternet ? -1 : prepared;
@@ -279,6 +284,70 @@ void TextFilesTest::aFullVolumeEndsWithErrorsAndKeepsEarlierNotes()
     QVERIFY2(logText().contains("Cannot copy b.txt: Cannot write"), qPrintable(logText()));
     QVERIFY2(logText().contains("of 3 text files."), qPrintable(logText()));
     QCOMPARE(note(volume.mountPoint(), QString(), "a"), QStringLiteral("Written before the volume filled up."));
+}
+
+namespace {
+
+QByteArray pagesOfText(int words)
+{
+    QByteArray text;
+    for (int i = 0; i < words; ++i)
+        text += "word ";
+    return text;
+}
+
+QStringList notesBelow(const QString &iPodPath)
+{
+    QStringList files;
+    QDirIterator walk(iPodPath + QStringLiteral("/Notes"), QDir::Files, QDirIterator::Subdirectories);
+    while (walk.hasNext())
+        files.append(QDir(iPodPath + QStringLiteral("/Notes")).relativeFilePath(walk.next()));
+    files.sort();
+    return files;
+}
+
+} // namespace
+
+void TextFilesTest::notesOfGoneFilesGoAndTheUsersStay()
+{
+    writeSource(QStringLiteral("Long.txt"), pagesOfText(5000)); // 7 pages
+    writeSource(QStringLiteral("Gone.txt"), "removed from the folder later");
+    writeSource(QStringLiteral("Trips/Old name.txt"), "renamed later");
+    writeSource(QStringLiteral("Breaks.txt"), "cannot be read next time");
+    QCOMPARE(runSync(m_iPod), 4);
+    QCOMPARE(notesBelow(m_iPod).filter(QStringLiteral("Long p")).size(), 6);
+    // The user's own notes, one of them beside Tivaro's pages.
+    IPodFixture::writeFile(m_iPod, QStringLiteral("Notes/Mine.txt"), "my own");
+    IPodFixture::writeFile(m_iPod, QStringLiteral("Notes/_pages/Long p9.txt"), "my own page");
+
+    writeSource(QStringLiteral("Long.txt"), "now one page");
+    QVERIFY(QFile::remove(m_source + QStringLiteral("/Gone.txt")));
+    QVERIFY(
+        QFile::rename(m_source + QStringLiteral("/Trips/Old name.txt"), m_source + QStringLiteral("/Trips/New.txt")));
+    writeSource(QStringLiteral("Breaks.txt"), QByteArray("now\0binary", 10));
+    m_completions = 0;
+    QCOMPARE(runSync(m_iPod), 3);
+
+    QCOMPARE(notesBelow(m_iPod),
+             (QStringList{"Breaks.txt", "Long.txt", "Mine.txt", "Trips/New.txt", "_pages/Long p9.txt"}));
+    QCOMPARE(note(m_iPod, QString(), QStringLiteral("Breaks")), QStringLiteral("cannot be read next time"));
+    QVERIFY2(logText().contains(QStringLiteral("Removed 2 note pages of text files that are no longer there.")),
+             qPrintable(logText()));
+}
+
+void TextFilesTest::aCancelledCopyRemovesNothing()
+{
+    for (const char *name : {"1.txt", "2.txt", "3.txt"})
+        writeSource(QLatin1String(name), QByteArray("note ") + name);
+    QCOMPARE(runSync(m_iPod), 3);
+    QVERIFY(QFile::remove(m_source + QStringLiteral("/3.txt")));
+    m_completions = 0;
+    m_progress = 0;
+    runSync(m_iPod, [this](int progress) {
+        if (progress == 1)
+            m_plugin->cancelSync();
+    });
+    QCOMPARE(notesBelow(m_iPod), (QStringList{"1.txt", "2.txt", "3.txt"}));
 }
 
 QTEST_MAIN(TextFilesTest)
