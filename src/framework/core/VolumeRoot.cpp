@@ -182,6 +182,8 @@ VolumeRoot::Entry VolumeRoot::entry(const QByteArray &relativePath) const
 {
     const auto [folderPath, name] = splitPath(relativePath);
     Entry result{name, Kind::Missing, 0};
+    if (!components(relativePath))
+        return result;
     const UniqueFd folder = openFolder(folderPath, false);
     if (!folder) {
         // A folder on the way that is a link makes the whole path one.

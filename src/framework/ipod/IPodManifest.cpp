@@ -55,7 +55,7 @@ bool IPodManifest::looksLikeNotePage(const QByteArray &head, const QByteArray &f
     return head.startsWith(expected);
 }
 
-std::optional<QHash<QByteArray, IPodManifest::Entry>> IPodManifest::fromPropertyList(const QByteArray &bytes)
+std::optional<QHash<QByteArray, IPodManifest::Entry>> IPodManifest::parse(const QByteArray &bytes)
 {
     const std::optional<QVariant> root = PropertyList::fromData(bytes);
     if (!root || root->metaType().id() != QMetaType::QVariantMap)
@@ -71,12 +71,16 @@ std::optional<QHash<QByteArray, IPodManifest::Entry>> IPodManifest::fromProperty
         Entry entry{fields.value(kOwnerKey).toString(), fields.value(kGroupKey).toString(), -1};
         if (fields.contains(kSizeKey))
             entry.size = fields.value(kSizeKey).toLongLong();
-        entries.insert(QFile::encodeName(it.key()), entry);
+        // A record anyone may have edited names nothing outside the iPod.
+        const QByteArray path = QFile::encodeName(it.key());
+        if (path.isEmpty() || path.startsWith('/') || !VolumeRoot::components(path))
+            continue;
+        entries.insert(path, entry);
     }
     return entries;
 }
 
-std::optional<QByteArray> IPodManifest::toPropertyList(const QHash<QByteArray, Entry> &entries, QString *error)
+std::optional<QByteArray> IPodManifest::serialise(const QHash<QByteArray, Entry> &entries, QString *error)
 {
     QVariantMap files;
     for (auto it = entries.cbegin(); it != entries.cend(); ++it) {
@@ -100,7 +104,7 @@ std::optional<QHash<QByteArray, IPodManifest::Entry>> IPodManifest::readFrom(con
     const std::optional<QByteArray> bytes = root.readFile(fileName, kMaximumBytes, problem);
     if (!bytes)
         return std::nullopt;
-    std::optional<QHash<QByteArray, Entry>> entries = fromPropertyList(*bytes);
+    std::optional<QHash<QByteArray, Entry>> entries = parse(*bytes);
     if (!entries)
         fail(problem, QStringLiteral("%1 is not a record of Tivaro's files").arg(root.displayPath(fileName)));
     return entries;
@@ -237,7 +241,7 @@ bool IPodManifest::save(const VolumeRoot &root, QString *error)
         else
             merged.remove(it.key());
     }
-    const std::optional<QByteArray> bytes = toPropertyList(merged, error);
+    const std::optional<QByteArray> bytes = serialise(merged, error);
     if (!bytes || !root.writeFile(fileName, *bytes, FileWriter::Durable, {}, error))
         return false;
     m_entries = merged;

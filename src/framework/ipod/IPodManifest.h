@@ -61,9 +61,12 @@ public:
     // Whether `head`, the start of the file `fileName`, is a note page as the note writer writes it.
     static bool looksLikeNotePage(const QByteArray &head, const QByteArray &fileName);
 
+    // The entries of a record's bytes; nullopt when they are no record.
+    static std::optional<QHash<QByteArray, Entry>> parse(const QByteArray &bytes);
+    // A record's bytes, as save() writes them.
+    static std::optional<QByteArray> serialise(const QHash<QByteArray, Entry> &entries, QString *error = nullptr);
+
 private:
-    static std::optional<QHash<QByteArray, Entry>> fromPropertyList(const QByteArray &bytes);
-    static std::optional<QByteArray> toPropertyList(const QHash<QByteArray, Entry> &entries, QString *error);
     // The record as it is on the volume now; nullopt when there is none or it cannot be read.
     static std::optional<QHash<QByteArray, Entry>> readFrom(const VolumeRoot &root, QString *problem);
     void adopt(const VolumeRoot &root);
