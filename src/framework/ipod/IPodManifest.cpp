@@ -55,6 +55,22 @@ bool IPodManifest::looksLikeNotePage(const QByteArray &head, const QByteArray &f
     return head.startsWith(expected);
 }
 
+bool IPodManifest::hasTivarosShape(const VolumeRoot &root, const QByteArray &path, qint64 size)
+{
+    const QByteArray name = VolumeRoot::splitPath(path).second;
+    const bool notePage = path.startsWith("Notes/") && name.endsWith(".txt") && size <= NotePaginator::kPageLimit;
+    const bool contacts =
+        path.startsWith("Contacts/") && !path.mid(9).contains('/') && name.startsWith("TVR-") && name.endsWith(".vcf");
+    if (!notePage && !contacts)
+        return false;
+    const std::optional<QByteArray> head = root.readRange(path, 0, std::min(size, kPageHeadBytes));
+    if (!head)
+        return false;
+    if (notePage)
+        return looksLikeNotePage(*head, name);
+    return head->left(11).compare("BEGIN:VCARD", Qt::CaseInsensitive) == 0;
+}
+
 std::optional<QHash<QByteArray, IPodManifest::Entry>> IPodManifest::parse(const QByteArray &bytes)
 {
     const std::optional<QVariant> root = PropertyList::fromData(bytes);
@@ -156,8 +172,9 @@ void IPodManifest::keepAside(const VolumeRoot &root, const QString &problem)
 
 void IPodManifest::adopt(const VolumeRoot &root)
 {
-    adoptNotesBelow(root, QByteArrayLiteral("Notes"), 0);
-    adoptContacts(root);
+    adoptBelow(root, QByteArrayLiteral("Notes"), 0);
+    // Tivaro's contacts files lie directly in Contacts: no folder below it is searched.
+    adoptBelow(root, QByteArrayLiteral("Contacts"), kMaximumDepth);
     if (m_adopted == 0)
         return;
     const QString found =
@@ -167,32 +184,15 @@ void IPodManifest::adopt(const VolumeRoot &root)
     m_loadReport = m_loadReport.isEmpty() ? found : m_loadReport + QLatin1Char(' ') + found;
 }
 
-void IPodManifest::adoptNotesBelow(const VolumeRoot &root, const QByteArray &folder, int depth)
+void IPodManifest::adoptBelow(const VolumeRoot &root, const QByteArray &folder, int depth)
 {
     if (depth > kMaximumDepth)
         return;
     for (const VolumeRoot::Entry &item : root.list(folder)) {
         const QByteArray path = joined(folder, item.name);
-        if (item.kind == VolumeRoot::Kind::Folder && item.name != folderName) {
-            adoptNotesBelow(root, path, depth + 1);
-        } else if (item.kind == VolumeRoot::Kind::File && item.size <= NotePaginator::kPageLimit) {
-            const std::optional<QByteArray> head = root.readRange(path, 0, std::min(item.size, kPageHeadBytes));
-            if (head && looksLikeNotePage(*head, item.name)) {
-                recordWritten(path, Entry{QString(), QString(), item.size});
-                ++m_adopted;
-            }
-        }
-    }
-}
-
-void IPodManifest::adoptContacts(const VolumeRoot &root)
-{
-    for (const VolumeRoot::Entry &item : root.list(QByteArrayLiteral("Contacts"))) {
-        if (item.kind != VolumeRoot::Kind::File || !item.name.startsWith("TVR-") || !item.name.endsWith(".vcf"))
-            continue;
-        const QByteArray path = "Contacts/" + item.name;
-        const std::optional<QByteArray> head = root.readRange(path, 0, std::min<qint64>(item.size, 11));
-        if (head && head->compare("BEGIN:VCARD", Qt::CaseInsensitive) == 0) {
+        if (item.kind == VolumeRoot::Kind::Folder) {
+            adoptBelow(root, path, depth + 1);
+        } else if (item.kind == VolumeRoot::Kind::File && hasTivarosShape(root, path, item.size)) {
             recordWritten(path, Entry{QString(), QString(), item.size});
             ++m_adopted;
         }

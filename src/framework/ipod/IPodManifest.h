@@ -60,6 +60,9 @@ public:
 
     // Whether `head`, the start of the file `fileName`, is a note page as the note writer writes it.
     static bool looksLikeNotePage(const QByteArray &head, const QByteArray &fileName);
+    // Whether the regular file at `path`, `size` bytes long, has the exact shape of what Tivaro writes
+    // there: a note page below "Notes", a "TVR-" vCard file in "Contacts".
+    static bool hasTivarosShape(const VolumeRoot &root, const QByteArray &path, qint64 size);
 
     // The entries of a record's bytes; nullopt when they are no record.
     static std::optional<QHash<QByteArray, Entry>> parse(const QByteArray &bytes);
@@ -70,8 +73,7 @@ private:
     // The record as it is on the volume now; nullopt when there is none or it cannot be read.
     static std::optional<QHash<QByteArray, Entry>> readFrom(const VolumeRoot &root, QString *problem);
     void adopt(const VolumeRoot &root);
-    void adoptNotesBelow(const VolumeRoot &root, const QByteArray &folder, int depth);
-    void adoptContacts(const VolumeRoot &root);
+    void adoptBelow(const VolumeRoot &root, const QByteArray &folder, int depth);
     void keepAside(const VolumeRoot &root, const QString &problem);
 
     QHash<QByteArray, Entry> m_entries;

@@ -6,8 +6,6 @@
 
 namespace {
 
-// Enough of a page to hold its header and a title of the longest file name.
-constexpr qint64 kHeadBytes = 512;
 constexpr int kMaximumDepth = 32;
 
 const QString kNotTivaros = QStringLiteral("Tivaro did not write it");
@@ -35,17 +33,7 @@ IPodOutput::IPodOutput(const VolumeRoot &root, IPodManifest &manifest)
 
 bool IPodOutput::carriesTivarosMark(const QByteArray &path, qint64 size) const
 {
-    const QByteArray name = VolumeRoot::splitPath(path).second;
-    const bool notePage = path.startsWith("Notes/") && name.endsWith(".txt");
-    const bool contacts = path.startsWith("Contacts/") && name.startsWith("TVR-") && name.endsWith(".vcf");
-    if (!notePage && !contacts)
-        return false;
-    const std::optional<QByteArray> head = m_root.readRange(path, 0, std::min(size, kHeadBytes));
-    if (!head)
-        return false;
-    if (notePage)
-        return IPodManifest::looksLikeNotePage(*head, name);
-    return head->left(11).compare("BEGIN:VCARD", Qt::CaseInsensitive) == 0;
+    return IPodManifest::hasTivarosShape(m_root, path, size);
 }
 
 IPodOutput::Ownership IPodOutput::ownership(const QByteArray &path, qint64 size) const
