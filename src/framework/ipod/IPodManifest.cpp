@@ -14,8 +14,8 @@
 
 #include <fcntl.h>
 
-const QByteArray IPodManifest::folderName = QByteArrayLiteral(".tivaro");
-const QByteArray IPodManifest::fileName = QByteArrayLiteral(".tivaro/manifest.plist");
+const QByteArray IPodManifest::recordFolder = QByteArrayLiteral(".tivaro");
+const QByteArray IPodManifest::recordPath = QByteArrayLiteral(".tivaro/manifest.plist");
 
 namespace {
 
@@ -114,15 +114,15 @@ std::optional<QByteArray> IPodManifest::serialise(const QHash<QByteArray, Entry>
 
 std::optional<QHash<QByteArray, IPodManifest::Entry>> IPodManifest::readFrom(const VolumeRoot &root, QString *problem)
 {
-    const VolumeRoot::Entry file = root.entry(fileName);
+    const VolumeRoot::Entry file = root.entry(recordPath);
     if (file.kind == VolumeRoot::Kind::Missing)
         return std::nullopt;
-    const std::optional<QByteArray> bytes = root.readFile(fileName, kMaximumBytes, problem);
+    const std::optional<QByteArray> bytes = root.readFile(recordPath, kMaximumBytes, problem);
     if (!bytes)
         return std::nullopt;
     std::optional<QHash<QByteArray, Entry>> entries = parse(*bytes);
     if (!entries)
-        fail(problem, QStringLiteral("%1 is not a record of Tivaro's files").arg(root.displayPath(fileName)));
+        fail(problem, QStringLiteral("%1 is not a record of Tivaro's files").arg(root.displayPath(recordPath)));
     return entries;
 }
 
@@ -131,7 +131,7 @@ void IPodManifest::load(const VolumeRoot &root)
     if (m_loaded)
         return;
     m_loaded = true;
-    const VolumeRoot::Entry file = root.entry(fileName);
+    const VolumeRoot::Entry file = root.entry(recordPath);
     if (file.kind == VolumeRoot::Kind::Missing) {
         adopt(root);
         return;
@@ -155,11 +155,11 @@ void IPodManifest::load(const VolumeRoot &root)
 
 void IPodManifest::keepAside(const VolumeRoot &root, const QString &problem)
 {
-    const QByteArray name = VolumeRoot::splitPath(fileName).second;
+    const QByteArray name = VolumeRoot::splitPath(recordPath).second;
     const QByteArray asideName =
         name + ".corrupt-" + QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss")).toLatin1();
-    const QByteArray aside = folderName + '/' + asideName;
-    const UniqueFd folder = root.openFolder(folderName, false);
+    const QByteArray aside = recordFolder + '/' + asideName;
+    const UniqueFd folder = root.openFolder(recordFolder, false);
     const bool moved = folder && ::renameat(folder.get(), name.constData(), folder.get(), asideName.constData()) == 0;
     m_loadReport = moved ? QStringLiteral("Tivaro's record of its files could not be read (%1); it was kept as %2 "
                                           "and a new one started.")
@@ -225,12 +225,12 @@ bool IPodManifest::save(const VolumeRoot &root, QString *error)
         return true;
     if (!m_unusable.isEmpty())
         return fail(error, QStringLiteral("Tivaro's record of its files cannot be written: %1").arg(m_unusable));
-    if (!root.openFolder(folderName, true, error))
+    if (!root.openFolder(recordFolder, true, error))
         return false;
-    QLockFile lock(root.displayPath(fileName) + QStringLiteral(".lock"));
+    QLockFile lock(root.displayPath(recordPath) + QStringLiteral(".lock"));
     lock.setStaleLockTime(30000);
     if (!lock.tryLock(10000))
-        return fail(error, QStringLiteral("%1 is locked by another program").arg(root.displayPath(fileName)));
+        return fail(error, QStringLiteral("%1 is locked by another program").arg(root.displayPath(recordPath)));
 
     // What another program saved meanwhile stays; only this object's changes go over it.
     QString problem;
@@ -242,7 +242,7 @@ bool IPodManifest::save(const VolumeRoot &root, QString *error)
             merged.remove(it.key());
     }
     const std::optional<QByteArray> bytes = serialise(merged, error);
-    if (!bytes || !root.writeFile(fileName, *bytes, FileWriter::Durable, {}, error))
+    if (!bytes || !root.writeFile(recordPath, *bytes, FileWriter::Durable, {}, error))
         return false;
     m_entries = merged;
     m_changes.clear();

@@ -35,8 +35,8 @@ public:
         qint64 size = -1;
     };
 
-    static const QByteArray folderName; // ".tivaro"
-    static const QByteArray fileName;   // ".tivaro/manifest.plist"
+    static const QByteArray recordFolder; // ".tivaro"
+    static const QByteArray recordPath;   // ".tivaro/manifest.plist"
 
     // Reads the record from `root` the first time it is called; later calls do nothing. A record that
     // cannot be read as one is kept aside under another name and the iPod searched as if it had none.
