@@ -33,6 +33,18 @@ std::unique_ptr<RSS> feedOf(const QStringList &titles, const QString &descriptio
     return RSS::initWithData(rss2(channel));
 }
 
+// A feed declaring the entity "e" as `length` x's, named `references` times in an item's
+// description, with `padding` bytes of plain text beside it.
+QByteArray entityFeed(int length, int references, int padding = 0, const QByteArray &where = "description")
+{
+    const QByteArray named = QByteArray("&e;").repeated(references);
+    const QByteArray item =
+        where == "enclosure" ? "<enclosure url=\"" + named + "\"/>" : "<" + where + ">" + named + "</" + where + ">";
+    return "<?xml version=\"1.0\"?><!DOCTYPE rss [<!ENTITY e \"" + QByteArray(length, 'x') +
+           "\">]><rss version=\"2.0\"><channel><title>T</title><item><title>A</title>" + item + "<comments>" +
+           QByteArray(padding, 'p') + "</comments></item></channel></rss>";
+}
+
 } // namespace
 
 class RSSTest : public QObject
@@ -48,6 +60,8 @@ private Q_SLOTS:
     void atomEntries();
     void rejected_data();
     void rejected();
+    void entityExpansionIsBounded_data();
+    void entityExpansionIsBounded();
     void forgivingParse_data();
     void forgivingParse();
     void syntheticFeed();
@@ -226,7 +240,47 @@ void RSSTest::rejected_data()
 void RSSTest::rejected()
 {
     QFETCH(QByteArray, data);
-    QVERIFY(!RSS::initWithData(data));
+    QString problem;
+    QVERIFY(!RSS::initWithData(data, false, &problem));
+    QVERIFY(!problem.isEmpty());
+}
+
+// Declared entities expand up to 64 Ki characters freely, beyond that up to five times the feed's
+// size; past that the whole feed is refused, saying why.
+void RSSTest::entityExpansionIsBounded_data()
+{
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<int>("expanded");
+    const int refused = -1;
+    QTest::newRow("a few names") << entityFeed(100, 10) << "description" << 1000;
+    QTest::newRow("64 Ki characters from a small feed") << entityFeed(1024, 64) << "description" << 64 * 1024;
+    QTest::newRow("more from a small feed") << entityFeed(1024, 65) << "description" << refused;
+    QTest::newRow("four times a large feed") << entityFeed(1000, 400, 100000) << "description" << 400000;
+    QTest::newRow("six times a large feed") << entityFeed(1000, 600, 100000) << "description" << refused;
+    // 70 KB that became a 200 MB description.
+    QTest::newRow("10 KB named 20,000 times") << entityFeed(10000, 20000) << "description" << refused;
+    QTest::newRow("in the header") << entityFeed(10000, 0).replace("<title>T</title>",
+                                                                   "<title>&e;&e;&e;&e;&e;&e;&e;</title>")
+                                   << "title" << refused;
+    QTest::newRow("in an attribute") << entityFeed(10000, 20000, 0, "enclosure") << "enclosure" << refused;
+}
+
+void RSSTest::entityExpansionIsBounded()
+{
+    QFETCH(QByteArray, data);
+    QFETCH(QString, key);
+    QFETCH(int, expanded);
+    QString problem;
+    const std::unique_ptr<RSS> feed = RSS::initWithData(data, false, &problem);
+    if (expanded < 0) {
+        QVERIFY(!feed);
+        QCOMPARE(problem, QStringLiteral("its entities expand into far more text than the document holds"));
+        return;
+    }
+    QVERIFY(feed);
+    QVERIFY(problem.isEmpty());
+    QCOMPARE(feed->newsItems().first().value(key).toString(), QString(expanded, u'x'));
 }
 
 // What a forgiving read keeps of broken feeds, and that entities are never fetched.

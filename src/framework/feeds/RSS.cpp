@@ -20,6 +20,8 @@ namespace {
 // A feed server is often slower than a page; this is how long a fetch may go without progress.
 constexpr int kFeedIdleTimeoutMs = 15000;
 
+const QString kEntitiesExpandTooFar = QStringLiteral("RSSEntitiesExpandTooFar");
+
 QString withoutRssPrefix(const QString &name)
 {
     return name.startsWith(QLatin1String("rss:")) ? name.mid(4) : name;
@@ -79,26 +81,40 @@ std::unique_ptr<RSS> RSS::initWithURL(const QUrl &url, bool normalize)
     return initWithData(data, normalize);
 }
 
-std::unique_ptr<RSS> RSS::initWithData(const QByteArray &data, bool normalize)
+std::unique_ptr<RSS> RSS::initWithData(const QByteArray &data, bool normalize, QString *problem)
 {
     std::unique_ptr<RSS> feed(new RSS);
     feed->m_normalize = normalize;
     // Real feeds use bare "&" in links and get cut short; both are forgiven, entities are never
     // fetched and their expansion stays bounded.
     feed->m_document = XMLDocument::parse(data, QString(), XMLDocument::Leniency::Forgiving);
-    if (!feed->m_document)
+    if (!feed->m_document) {
+        if (problem)
+            *problem = QStringLiteral("it is not XML");
         return nullptr;
+    }
     const xmlNode &document = *reinterpret_cast<const xmlNode *>(feed->m_document->doc());
     try {
         feed->createHeaderDictionary(document);
         feed->createItemsArray(document);
         feed->setVersionString(document);
+        // Attribute values expand entities too; a document past the bound is refused whole.
+        feed->refuseEntitiesExpandingTooFar();
     } catch (const RSSException &error) {
         qCWarning(lcFeeds).noquote() << error.reason();
+        if (problem)
+            *problem = error.name() == kEntitiesExpandTooFar ? error.reason()
+                                                              : QStringLiteral("it has no RSS, RDF or Atom channel");
         return nullptr;
     }
     feed->m_document.reset();
     return feed;
+}
+
+void RSS::refuseEntitiesExpandingTooFar() const
+{
+    if (m_document->entitiesExpandTooFar())
+        throw RSSException(kEntitiesExpandTooFar, XMLDocument::entityExpansionProblem());
 }
 
 std::unique_ptr<RSS> RSS::initWithTitle(const QString &title, const QString &description)
@@ -273,8 +289,10 @@ QString RSS::getElementValue(const xmlNode &element) const
 QString RSS::entityReferenceValue(const xmlNode &reference) const
 {
     const QString name = fromXml(reference.name);
-    // Entities the document declares itself are replaced by their text.
-    if (std::optional<QString> declared = m_document->declaredEntityText(name))
+    // Entities the document declares itself are replaced by their text, up to the document's bound.
+    const std::optional<QString> declared = m_document->declaredEntityText(name);
+    refuseEntitiesExpandingTooFar();
+    if (declared)
         return *declared;
     const QString known = entityCharacters(name);
     return known.isNull() ? QStringLiteral("&%1;").arg(name) : known;

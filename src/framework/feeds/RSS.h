@@ -24,9 +24,11 @@ public:
     // Fetches (a "feed://" URL over "http://") and parses. Throws RSSException when the download
     // fails or brings nothing; returns null when the bytes are no feed. Blocks for the download.
     static std::unique_ptr<RSS> initWithURL(const QUrl &url, bool normalize);
-    // Null when the bytes are not XML or hold no channel (a channel without items is a feed of
-    // none); the reason is logged.
-    static std::unique_ptr<RSS> initWithData(const QByteArray &data, bool normalize = false);
+    // Null when the bytes are not XML, hold no channel (a channel without items is a feed of
+    // none) or declare entities that expand too far; the reason is logged and, in words for the
+    // user ("it is not XML"), put in *problem.
+    static std::unique_ptr<RSS> initWithData(const QByteArray &data, bool normalize = false,
+                                             QString *problem = nullptr);
     // A feed with no items and only a title and a description.
     static std::unique_ptr<RSS> initWithTitle(const QString &title, const QString &description);
 
@@ -62,6 +64,8 @@ private:
     static const _xmlNode *getNamedTree(const _xmlNode &tree, const QString &name);
     QString getElementValue(const _xmlNode &element) const;
     QString entityReferenceValue(const _xmlNode &reference) const;
+    // Throws once the document's entities have expanded past their bound.
+    void refuseEntitiesExpandingTooFar() const;
     void flattenImageChildren(const _xmlNode &image, Header &header) const;
     static void flattenSourceAttributes(const _xmlNode &source, Item &item, const XMLDocument &document);
     Item itemFromTree(const _xmlNode &tree) const;

@@ -2,6 +2,7 @@
 
 #include "NSStringXtra.h"
 #include "TVROPMLNode.h"
+#include "XMLDocument.h"
 #include "XMLTree.h"
 #include "net/TVRDownloader.h"
 
@@ -41,9 +42,15 @@ std::shared_ptr<TVROPMLDocument> TVROPMLDocument::documentWithData(const QByteAr
 
 void TVROPMLDocument::createWithData(const QByteArray &data)
 {
-    const std::shared_ptr<XMLTree> tree = XMLTree::treeWithData(data);
-    if (!tree)
+    if (data.isEmpty()) {
+        m_problem = QStringLiteral("it is empty or cannot be read");
         return;
+    }
+    const std::shared_ptr<XMLTree> tree = XMLTree::treeWithData(data);
+    if (!tree) {
+        m_problem = QStringLiteral("it is not well-formed XML");
+        return;
+    }
     m_mainNode = TVROPMLNode::node();
     const std::shared_ptr<XMLTree> opml = childElement(*tree, QStringLiteral("opml"));
     const std::shared_ptr<XMLTree> body = opml ? childElement(*opml, QStringLiteral("body")) : nullptr;
@@ -51,6 +58,12 @@ void TVROPMLDocument::createWithData(const QByteArray &data)
         return;
     // The body itself gives no node: its outlines become the root's children.
     const std::shared_ptr<TVROPMLNode> converted = OPMLNodeForXMLTree(*body);
+    // Attribute values stop growing at the bound; what was read by then is not kept either.
+    if (tree->entitiesExpandTooFar()) {
+        m_mainNode.reset();
+        m_problem = XMLDocument::entityExpansionProblem();
+        return;
+    }
     m_mainNode->addChildren(converted->children());
 }
 

@@ -191,14 +191,16 @@ std::shared_ptr<XMLDocument> XMLDocument::parse(const QByteArray &data, const QS
     if (data.isEmpty() || data.size() > INT_MAX)
         return nullptr;
     std::shared_ptr<XMLDocument> document = parseOnce(data, baseUrl, false, nullptr);
-    if (document || leniency == Leniency::Strict)
-        return document;
-    const char *encoding = isUndeclaredLegacyText(data) ? "windows-1252" : nullptr;
-    const QByteArray escaped = isSingleByteBased(data) ? escapeBareAmpersands(data) : data;
-    if (escaped != data || encoding)
-        document = parseOnce(escaped, baseUrl, false, encoding);
-    if (!document)
-        document = parseOnce(escaped, baseUrl, true, encoding);
+    if (!document && leniency == Leniency::Forgiving) {
+        const char *encoding = isUndeclaredLegacyText(data) ? "windows-1252" : nullptr;
+        const QByteArray escaped = isSingleByteBased(data) ? escapeBareAmpersands(data) : data;
+        if (escaped != data || encoding)
+            document = parseOnce(escaped, baseUrl, false, encoding);
+        if (!document)
+            document = parseOnce(escaped, baseUrl, true, encoding);
+    }
+    if (document)
+        document->m_inputSize = data.size();
     return document;
 }
 
@@ -272,6 +274,8 @@ QByteArray XMLDocument::escapeBareAmpersands(const QByteArray &data)
 
 QString XMLDocument::entityText(const QString &name) const
 {
+    if (m_entitiesExpandTooFar)
+        return QString();
     const QByteArray key = name.toUtf8();
     xmlEntityPtr entity = xmlGetDocEntity(m_doc, xmlText(key.constData()));
     if (!entity && m_entities)
@@ -279,17 +283,34 @@ QString XMLDocument::entityText(const QString &name) const
     // An external entity is never read: its text is unknown here.
     if (!entity || !entity->content || entity->etype == XML_EXTERNAL_GENERAL_PARSED_ENTITY)
         return QString();
-    return QString::fromUtf8(reinterpret_cast<const char *>(entity->content));
+    const QString text = QString::fromUtf8(reinterpret_cast<const char *>(entity->content));
+    return takeEntityText(text.size()) ? text : QString();
 }
 
 std::optional<QString> XMLDocument::declaredEntityText(const QString &name) const
 {
+    if (m_entitiesExpandTooFar)
+        return std::nullopt;
     const QByteArray key = name.toUtf8();
     xmlEntityPtr entity = xmlGetDocEntity(m_doc, xmlText(key.constData()));
     if (!entity || entity->etype != XML_INTERNAL_GENERAL_ENTITY || !entity->content)
         return std::nullopt;
     const QString text = QString::fromUtf8(reinterpret_cast<const char *>(entity->content));
-    if (text.contains(QLatin1Char('&')) || text.contains(QLatin1Char('<')))
+    if (text.contains(QLatin1Char('&')) || text.contains(QLatin1Char('<')) || !takeEntityText(text.size()))
         return std::nullopt;
     return text;
+}
+
+bool XMLDocument::takeEntityText(qsizetype size) const
+{
+    const qsizetype allowed =
+        qMin(kMaxEntityText, qMax(kFreeEntityText, kEntityAmplification * qMin(m_inputSize, kMaxEntityText)));
+    m_entityText += size;
+    m_entitiesExpandTooFar = m_entityText > allowed;
+    return !m_entitiesExpandTooFar;
+}
+
+QString XMLDocument::entityExpansionProblem()
+{
+    return QStringLiteral("its entities expand into far more text than the document holds");
 }

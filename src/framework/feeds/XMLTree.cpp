@@ -325,3 +325,8 @@ QString XMLTree::xml() const
     const QByteArray bytes = XMLData();
     return bytes.isEmpty() ? QString() : QString::fromUtf8(bytes);
 }
+
+bool XMLTree::entitiesExpandTooFar() const
+{
+    return m_document->entitiesExpandTooFar();
+}

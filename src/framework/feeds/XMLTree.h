@@ -79,6 +79,9 @@ public:
     QString description() const;
     QString stringValue() const { return description(); }
     QByteArray XMLData() const;
+    // True once the entity references of this tree's document have made more text than it may
+    // (see XMLDocument); a reader then refuses the document, whose values have stopped growing.
+    bool entitiesExpandTooFar() const;
     // XMLData() as UTF-8; null when empty.
     QString xml() const;
 
