@@ -99,9 +99,11 @@ void NewsSync::writeFeed(const NewsSubscription &feed, const QByteArray &data)
     }
     QString error;
     NewsFeedWriter writer(*m_iPod);
-    if (const std::optional<int> notes = writer.write(feed, data, &error)) {
+    if (const std::optional<NewsFeedWriter::Written> written = writer.write(feed, data, &error)) {
         ++m_feedsWritten;
-        m_notesWritten += *notes;
+        m_notesWritten += written->notes;
+        for (const QString &failure : written->failedArticles)
+            m_log->appendError(failure);
     } else {
         m_log->appendError(error);
     }

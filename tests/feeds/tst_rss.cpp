@@ -70,6 +70,8 @@ private Q_SLOTS:
     void normalize();
     void format_data();
     void format();
+    void articlePageNames_data();
+    void articlePageNames();
     void atomContent_data();
     void atomContent();
     void noteItemsHaveOneLineTitles();
@@ -428,6 +430,52 @@ void RSSTest::format_data()
         << QVariantMap{{"withArticles", true}, {"numberOfArticles", 1}, {"showSummary", false}}
         << "<a href=\"_pages/Words words words words words words word.txt\">"
            "Words words words words words words words words words</a>";
+    // Every link opens its own article.
+    QTest::newRow("article links of titles sharing 40 characters")
+        << QStringList{"Words words words words words words words: today",
+                       "Words words words words words words words: tomorrow"}
+        << QVariantMap{{"withArticles", true}, {"numberOfArticles", 2}, {"showSummary", false}}
+        << "<a href=\"_pages/Words words words words words words word.txt\">"
+           "Words words words words words words words- today</a>" +
+               rule +
+               "<a href=\"_pages/Words words words words words words wo 2.txt\">"
+               "Words words words words words words words- tomorrow</a>";
+}
+
+void RSSTest::articlePageNames_data()
+{
+    QTest::addColumn<QStringList>("titles");
+    QTest::addColumn<QStringList>("names");
+    const QString forty = QStringLiteral("Harbour news: the ferry timetable for wi");
+    QTest::newRow("titles made names") << QStringList{"Mars: a/b", "  Spaces  "} << QStringList{"Mars- a-b", "Spaces"};
+    QTest::newRow("first 40 characters shared")
+        << QStringList{forty + "nter", forty + "nter, again", forty + "nter, once more"}
+        << QStringList{"Harbour news- the ferry timetable for wi", "Harbour news- the ferry timetable for 2",
+                       "Harbour news- the ferry timetable for 3"};
+    QTest::newRow("same title") << QStringList{"Weather", "Weather", "Weather"}
+                                << QStringList{"Weather", "Weather 2", "Weather 3"};
+    QTest::newRow("a suffix already taken")
+        << QStringList{"Weather 2", "Weather", "Weather"} << QStringList{"Weather 2", "Weather", "Weather 3"};
+    // FAT keeps one file for names that differ only in case.
+    QTest::newRow("case ignored") << QStringList{"WEATHER", "weather"} << QStringList{"WEATHER", "weather 2"};
+    const QString emoji = QStringLiteral("\U0001F389");
+    QTest::newRow("cut before a surrogate pair")
+        << QStringList{"Thirty-nine characters of titles, then " + emoji + " tonight"}
+        << QStringList{"Thirty-nine characters of titles, then"};
+    QTest::newRow("suffix cut before a surrogate pair")
+        << QStringList{"Thirty-seven characters of the title " + emoji + " one",
+                       "Thirty-seven characters of the title " + emoji + " two"}
+        << QStringList{"Thirty-seven characters of the title " + emoji, "Thirty-seven characters of the title 2"};
+}
+
+void RSSTest::articlePageNames()
+{
+    QFETCH(QStringList, titles);
+    QFETCH(QStringList, names);
+    QList<RSS::Item> items;
+    for (const QString &title : titles)
+        items.append(item({{"title", title}}));
+    QCOMPARE(RSS::articlePageNames(items), names);
 }
 
 void RSSTest::format()

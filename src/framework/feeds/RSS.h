@@ -52,6 +52,11 @@ public:
     QString formatWithOptions(const QVariantMap &options = {}) const;
     // The items formatWithOptions() writes: the first ones with a title, up to "numberOfArticles".
     QList<Item> itemsToFormat(const QVariantMap &options = {}) const;
+    // The names of the article pages "withArticles" links `items` to, one an item in order: the
+    // title made a file name and cut to 40 characters as wordsUpTo() cuts it. A name an earlier
+    // item has (ignoring case, as FAT does) gets " 2", " 3"... within the same 40 characters, so
+    // that every link opens its own article.
+    static QStringList articlePageNames(const QList<Item> &items);
 
 private:
     RSS() = default;
