@@ -205,11 +205,9 @@ private Q_SLOTS:
     {
         QElapsedTimer timer;
         timer.start();
-        const auto root = TVROPMLDocument::documentWithContentsOfFile(dataFile("billion-laughs.opml"))->rootNode();
-        if (root) {
-            for (const std::shared_ptr<Node> &child : root->children())
-                QVERIFY(static_cast<const TVROPMLNode &>(*child).text().size() < 100000);
-        }
+        const auto document = TVROPMLDocument::documentWithContentsOfFile(dataFile("billion-laughs.opml"));
+        QVERIFY(!document->rootNode());
+        QCOMPARE(document->problem(), QString("its entities expand into far more text than the document holds"));
         QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
     }
 

@@ -230,13 +230,6 @@ void RSSTest::rejected_data()
     QTest::newRow("other root") << QByteArray("<opml><body/></opml>");
     QTest::newRow("rdf without channel") << QByteArray(
         "<rdf:RDF xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\"><item/></rdf:RDF>");
-    QTest::newRow("billion laughs") << QByteArray(
-        "<?xml version=\"1.0\"?><!DOCTYPE rss [<!ENTITY a \"aaaaaaaaaa\">"
-        "<!ENTITY b \"&a;&a;&a;&a;&a;&a;&a;&a;&a;&a;\"><!ENTITY c \"&b;&b;&b;&b;&b;&b;&b;&b;&b;&b;\">"
-        "<!ENTITY d \"&c;&c;&c;&c;&c;&c;&c;&c;&c;&c;\"><!ENTITY e \"&d;&d;&d;&d;&d;&d;&d;&d;&d;&d;\">"
-        "<!ENTITY f \"&e;&e;&e;&e;&e;&e;&e;&e;&e;&e;\"><!ENTITY g \"&f;&f;&f;&f;&f;&f;&f;&f;&f;&f;\">"
-        "<!ENTITY h \"&g;&g;&g;&g;&g;&g;&g;&g;&g;&g;\"><!ENTITY i \"&h;&h;&h;&h;&h;&h;&h;&h;&h;&h;\">]>"
-        "<rss><item><title>&i;&i;&i;&i;&i;&i;&i;&i;&i;&i;</title></item></rss>");
 }
 
 void RSSTest::rejected()
@@ -260,6 +253,15 @@ void RSSTest::entityExpansionIsBounded_data()
     QTest::newRow("more from a small feed") << entityFeed(1024, 65) << "description" << refused;
     QTest::newRow("four times a large feed") << entityFeed(1000, 400, 100000) << "description" << 400000;
     QTest::newRow("six times a large feed") << entityFeed(1000, 600, 100000) << "description" << refused;
+    // libxml2 stops these itself; what its recovery keeps is refused all the same.
+    QTest::newRow("billion laughs")
+        << QByteArray("<?xml version=\"1.0\"?><!DOCTYPE rss [<!ENTITY a \"aaaaaaaaaa\">"
+                      "<!ENTITY b \"&a;&a;&a;&a;&a;&a;&a;&a;&a;&a;\"><!ENTITY c \"&b;&b;&b;&b;&b;&b;&b;&b;&b;&b;\">"
+                      "<!ENTITY d \"&c;&c;&c;&c;&c;&c;&c;&c;&c;&c;\"><!ENTITY e \"&d;&d;&d;&d;&d;&d;&d;&d;&d;&d;\">"
+                      "<!ENTITY f \"&e;&e;&e;&e;&e;&e;&e;&e;&e;&e;\"><!ENTITY g \"&f;&f;&f;&f;&f;&f;&f;&f;&f;&f;\">"
+                      "<!ENTITY h \"&g;&g;&g;&g;&g;&g;&g;&g;&g;&g;\"><!ENTITY i \"&h;&h;&h;&h;&h;&h;&h;&h;&h;&h;\">]>"
+                      "<rss><channel><item><title>&i;&i;&i;&i;&i;&i;&i;&i;&i;&i;</title></item></channel></rss>")
+        << "title" << refused;
     // 70 KB that became a 200 MB description.
     QTest::newRow("10 KB named 20,000 times") << entityFeed(10000, 20000) << "description" << refused;
     QTest::newRow("in the header") << entityFeed(10000, 0).replace("<title>T</title>",

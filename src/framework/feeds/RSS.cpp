@@ -100,14 +100,12 @@ std::unique_ptr<RSS> RSS::initWithData(const QByteArray &data, bool normalize, Q
     feed->m_normalize = normalize;
     // Real feeds use bare "&" in links and get cut short; both are forgiven, entities are never
     // fetched and their expansion stays bounded.
-    feed->m_document = XMLDocument::parse(data, QString(), XMLDocument::Leniency::Forgiving);
-    if (!feed->m_document) {
-        if (problem)
-            *problem = QStringLiteral("it is not XML");
+    feed->m_document = XMLDocument::parse(data, QString(), XMLDocument::Leniency::Forgiving, problem);
+    if (!feed->m_document)
         return nullptr;
-    }
     const xmlNode &document = *reinterpret_cast<const xmlNode *>(feed->m_document->doc());
     try {
+        feed->refuseEntitiesExpandingTooFar();
         feed->createHeaderDictionary(document);
         feed->createItemsArray(document);
         feed->setVersionString(document);

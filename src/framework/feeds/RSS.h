@@ -26,7 +26,7 @@ public:
     static std::unique_ptr<RSS> initWithURL(const QUrl &url, bool normalize);
     // Null when the bytes are not XML, hold no channel (a channel without items is a feed of
     // none) or declare entities that expand too far; the reason is logged and, in words for the
-    // user ("it is not XML"), put in *problem.
+    // user ("it is not well-formed XML"), put in *problem.
     static std::unique_ptr<RSS> initWithData(const QByteArray &data, bool normalize = false,
                                              QString *problem = nullptr);
     // A feed with no items and only a title and a description.

@@ -46,11 +46,9 @@ void TVROPMLDocument::createWithData(const QByteArray &data)
         m_problem = QStringLiteral("it is empty or cannot be read");
         return;
     }
-    const std::shared_ptr<XMLTree> tree = XMLTree::treeWithData(data);
-    if (!tree) {
-        m_problem = QStringLiteral("it is not well-formed XML");
+    const std::shared_ptr<XMLTree> tree = XMLTree::treeWithData(data, QUrl(), &m_problem);
+    if (!tree)
         return;
-    }
     m_mainNode = TVROPMLNode::node();
     const std::shared_ptr<XMLTree> opml = childElement(*tree, QStringLiteral("opml"));
     const std::shared_ptr<XMLTree> body = opml ? childElement(*opml, QStringLiteral("body")) : nullptr;

@@ -186,26 +186,33 @@ std::shared_ptr<XMLDocument> XMLDocument::adopt(xmlNodePtr node)
     return std::shared_ptr<XMLDocument>(new XMLDocument(doc, nullptr));
 }
 
-std::shared_ptr<XMLDocument> XMLDocument::parse(const QByteArray &data, const QString &baseUrl, Leniency leniency)
+std::shared_ptr<XMLDocument> XMLDocument::parse(const QByteArray &data, const QString &baseUrl, Leniency leniency,
+                                                QString *problem)
 {
-    if (data.isEmpty() || data.size() > INT_MAX)
-        return nullptr;
-    std::shared_ptr<XMLDocument> document = parseOnce(data, baseUrl, false, nullptr);
-    if (!document && leniency == Leniency::Forgiving) {
+    std::shared_ptr<XMLDocument> document;
+    bool entityLoop = false;
+    if (!data.isEmpty() && data.size() <= INT_MAX)
+        document = parseOnce(data, baseUrl, false, nullptr, &entityLoop);
+    if (!document && !data.isEmpty() && data.size() <= INT_MAX && leniency == Leniency::Forgiving) {
         const char *encoding = isUndeclaredLegacyText(data) ? "windows-1252" : nullptr;
         const QByteArray escaped = isSingleByteBased(data) ? escapeBareAmpersands(data) : data;
         if (escaped != data || encoding)
-            document = parseOnce(escaped, baseUrl, false, encoding);
+            document = parseOnce(escaped, baseUrl, false, encoding, &entityLoop);
         if (!document)
-            document = parseOnce(escaped, baseUrl, true, encoding);
+            document = parseOnce(escaped, baseUrl, true, encoding, &entityLoop);
     }
-    if (document)
+    if (document) {
         document->m_inputSize = data.size();
+        // What libxml2 kept before its own bound stopped it is refused as ours would be.
+        document->m_entitiesExpandTooFar = entityLoop;
+    } else if (problem) {
+        *problem = entityLoop ? entityExpansionProblem() : QStringLiteral("it is not well-formed XML");
+    }
     return document;
 }
 
 std::shared_ptr<XMLDocument> XMLDocument::parseOnce(const QByteArray &data, const QString &baseUrl, bool recover,
-                                                    const char *encoding)
+                                                    const char *encoding, bool *entityLoop)
 {
     xmlSetGenericErrorFunc(nullptr, ignoreGenericError);
     xmlSetStructuredErrorFunc(nullptr, ignoreStructuredError);
@@ -225,6 +232,8 @@ std::shared_ptr<XMLDocument> XMLDocument::parseOnce(const QByteArray &data, cons
     xmlDocPtr doc = xmlCtxtReadMemory(parser, data.constData(), int(data.size()),
                                       url.isEmpty() ? nullptr : url.constData(), encoding, options);
     const bool wellFormed = parser->wellFormed != 0;
+    if (parser->errNo == XML_ERR_ENTITY_LOOP)
+        *entityLoop = true;
     xmlFreeParserCtxt(parser);
     const bool usable = doc && (wellFormed || (recover && xmlDocGetRootElement(doc)));
     if (!usable) {

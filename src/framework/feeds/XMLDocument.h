@@ -35,9 +35,11 @@ public:
     };
 
     // Null when the bytes are not well-formed XML (or, forgiving, when no root element comes out
-    // of them). Whitespace-only text is dropped.
+    // of them), with *problem saying why in words for the user. Whitespace-only text is dropped.
+    // A document that libxml2 recovered after stopping at its own bound on entity expansion comes
+    // with entitiesExpandTooFar() set.
     static std::shared_ptr<XMLDocument> parse(const QByteArray &data, const QString &baseUrl = QString(),
-                                              Leniency leniency = Leniency::Strict);
+                                              Leniency leniency = Leniency::Strict, QString *problem = nullptr);
     // A bare "&" of content or attributes written "&amp;", and "&#X" written "&#x"; CDATA sections
     // and comments are left alone. Byte-wise, so not for UTF-16 or UTF-32 input.
     static QByteArray escapeBareAmpersands(const QByteArray &data);
@@ -68,8 +70,9 @@ public:
 private:
     XMLDocument(_xmlDoc *doc, _xmlDoc *entities);
     // `encoding` overrides what the document declares; null leaves it to the document.
+    // Sets *entityLoop when libxml2 stopped at its bound on entity expansion.
     static std::shared_ptr<XMLDocument> parseOnce(const QByteArray &data, const QString &baseUrl, bool recover,
-                                                  const char *encoding);
+                                                  const char *encoding, bool *entityLoop);
 
     // Counts `size` characters of text made of a reference; false when that goes past the bound.
     bool takeEntityText(qsizetype size) const;

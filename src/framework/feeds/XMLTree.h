@@ -49,8 +49,10 @@ public:
                                                      const Attributes &attributes = {});
     // The document read from a file or downloaded; null when there is none or it is not well-formed.
     static std::shared_ptr<XMLTree> treeWithURL(const QUrl &url);
-    // Null for null data and for bytes that are not well-formed XML.
-    static std::shared_ptr<XMLTree> treeWithData(const QByteArray &data, const QUrl &resolvingUrl = QUrl());
+    // Null for null data and for bytes that are not well-formed XML, with *problem saying why in
+    // words for the user.
+    static std::shared_ptr<XMLTree> treeWithData(const QByteArray &data, const QUrl &resolvingUrl = QUrl(),
+                                                 QString *problem = nullptr);
 
     int count() const;
     std::shared_ptr<XMLTree> childAtIndex(int index) const;
