@@ -81,6 +81,7 @@ private:
     _xmlDoc *m_entities;
     bool m_recovered = false;
     qsizetype m_inputSize = 0;
+    // Counted by const readers; a document is read by one thread at a time.
     mutable qsizetype m_entityText = 0;
     mutable bool m_entitiesExpandTooFar = false;
 };
