@@ -342,6 +342,33 @@ write("fuzz_feed_parse", "utf16.xml",
       "<item><title>\u30cb\u30e5\u30fc\u30b9</title></item></channel></rss>".encode("utf-16"))
 
 
+# --- Entities the document declares, which our code expands: within their bound and just past it --
+
+def entity_feed(length, references):
+    return ("<?xml version=\"1.0\"?><!DOCTYPE rss [<!ENTITY e \"" + "x" * length + "\"><!ENTITY n \"&e;\">]>"
+            "<rss version=\"2.0\"><channel><title>&e; header</title><item><title>Same title &e;</title>"
+            "<link>http://e.example/1</link><description>" + "&e;" * references + "</description>"
+            "<enclosure url=\"http://e.example/&e;.mp3\" length=\"&n;\"/></item>"
+            "<item><title>Same title &e;</title><description>&n;</description></item></channel></rss>\n")
+
+
+write("fuzz_feed_parse", "entities-within.xml", entity_feed(1000, 20))
+write("fuzz_feed_parse", "entities-past.xml", entity_feed(4000, 17))
+
+
+def entity_opml(length, references):
+    return ("<?xml version=\"1.0\"?><!DOCTYPE opml [<!ENTITY e \"" + "e" * length + "\">]><opml><body>"
+            "<outline text=\"Folder &e;\"><outline text=\"" + "&e;" * references + "\" type=\"rss\" "
+            "xmlUrl=\"http://o.example/&e;.xml\" url=\"http://o.example/&e;.opml\"/></outline></body></opml>\n")
+
+
+write("fuzz_opml", "entities-within.opml", entity_opml(1000, 20))
+write("fuzz_opml", "entities-past.opml", entity_opml(4000, 17))
+write("fuzz_xmltree", "entities-in-attributes.xml",
+      "<?xml version=\"1.0\"?><!DOCTYPE r [<!ENTITY e \"" + "x" * 4000 + "\">]><r a=\"" + "&e;" * 17 + "\">"
+      "<item href=\"&e;\">&e;</item></r>\n")
+
+
 # --- iTunesDB: chunk trees as iTunes and libgpod lay them out, and DeviceInfo -----------------------
 
 def itdb_chunk(tag, header_length, children=b"", length_or_count=None, fields=()):

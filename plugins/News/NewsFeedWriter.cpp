@@ -31,17 +31,13 @@ QString articleText(const QVariantMap &item)
 
 } // namespace
 
-QString NewsFeedWriter::articleName(const QString &title)
+std::optional<NewsFeedWriter::Written> NewsFeedWriter::write(const NewsSubscription &feed, const QByteArray &data,
+                                                             QString *error)
 {
-    // The same name formatWithOptions() writes into the link.
-    return NSStringXtra::wordsUpTo(NSStringXtra::correctFilename(NSStringXtra::trimWhiteSpace(title)), 40);
-}
-
-std::optional<int> NewsFeedWriter::write(const NewsSubscription &feed, const QByteArray &data, QString *error)
-{
-    std::unique_ptr<RSS> rss = RSS::initWithData(data, true);
+    QString problem;
+    std::unique_ptr<RSS> rss = RSS::initWithData(data, true, &problem);
     if (!rss) {
-        *error = QStringLiteral("\"%1\" (%2) is not a news feed.").arg(feed.title, feed.url.toString());
+        *error = QStringLiteral("\"%1\" (%2) is not a news feed: %3.").arg(feed.title, feed.url.toString(), problem);
         return std::nullopt;
     }
     FeedNoteItems::prepare(*rss);
@@ -50,23 +46,25 @@ std::optional<int> NewsFeedWriter::write(const NewsSubscription &feed, const QBy
         *error = QStringLiteral("Cannot write the note \"%1\": %2").arg(title, m_iPod.lastErrorString());
         return std::nullopt;
     }
-    int written = 1;
-    if (feed.formatOptions.value(QStringLiteral("withArticles")).toBool())
-        written += writeArticles(rss->itemsToFormat(feed.formatOptions), error);
-    return error->isEmpty() ? std::optional<int>(written) : std::nullopt;
-}
-
-int NewsFeedWriter::writeArticles(const QList<QVariantMap> &items, QString *error)
-{
-    const QString folder = newsFolder + QLatin1Char('/') + TVRiPod::pagesOverflowDirectory();
-    int written = 0;
-    for (const QVariantMap &item : items) {
-        const QString name = articleName(item.value(QStringLiteral("title")).toString());
-        if (!m_iPod.writeNoteToiPod(articleText(item), name, folder)) {
-            *error = QStringLiteral("Cannot write the article \"%1\": %2").arg(name, m_iPod.lastErrorString());
-            break;
-        }
-        ++written;
+    Written written;
+    written.notes = 1;
+    if (feed.formatOptions.value(QStringLiteral("withArticles")).toBool()) {
+        const QList<QVariantMap> items = rss->itemsToFormat(feed.formatOptions);
+        writeArticles(title, items, RSS::articlePageNames(items), written);
     }
     return written;
+}
+
+void NewsFeedWriter::writeArticles(const QString &feedTitle, const QList<QVariantMap> &items, const QStringList &names,
+                                   Written &written)
+{
+    // The pages go where the feed's note links them, under the names its links give.
+    const QString folder = newsFolder + QLatin1Char('/') + TVRiPod::pagesOverflowDirectory();
+    for (qsizetype i = 0; i < items.size(); ++i) {
+        if (m_iPod.writeNoteToiPod(articleText(items.at(i)), names.at(i), folder))
+            ++written.notes;
+        else
+            written.failedArticles.append(QStringLiteral("Cannot write the article \"%1\" of \"%2\": %3")
+                                              .arg(names.at(i), feedTitle, m_iPod.lastErrorString()));
+    }
 }

@@ -4,6 +4,9 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
+
+#include <optional>
 
 class TVRiPod;
 
@@ -15,19 +18,24 @@ public:
     // The notes folder the news goes into, below the iPod's notes folder.
     static const QString newsFolder; // "News"
 
+    // What was written of a feed whose note was written.
+    struct Written {
+        // The feed's note and the article pages written.
+        int notes = 0;
+        // One line for each article page that could not be written; the others are written still.
+        QStringList failedArticles;
+    };
+
     explicit NewsFeedWriter(TVRiPod &iPod)
         : m_iPod(iPod)
     {}
 
-    // The notes written for the feed; nullopt with *error set when the bytes are no feed or a note
-    // could not be written.
-    std::optional<int> write(const NewsSubscription &feed, const QByteArray &data, QString *error);
-
-    // The note name of an article, as the feed's note links to it.
-    static QString articleName(const QString &title);
+    // Nullopt with *error set when the bytes are no feed or the feed's note could not be written.
+    std::optional<Written> write(const NewsSubscription &feed, const QByteArray &data, QString *error);
 
 private:
-    int writeArticles(const QList<QVariantMap> &items, QString *error);
+    void writeArticles(const QString &feedTitle, const QList<QVariantMap> &items, const QStringList &names,
+                       Written &written);
 
     TVRiPod &m_iPod;
 };

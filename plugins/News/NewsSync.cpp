@@ -99,11 +99,13 @@ void NewsSync::writeFeed(const NewsSubscription &feed, const QByteArray &data)
     m_iPod->setOutputGroup(feed.url.toString());
     QString error;
     NewsFeedWriter writer(*m_iPod);
-    const std::optional<int> notes = writer.write(feed, data, &error);
+    const std::optional<NewsFeedWriter::Written> written = writer.write(feed, data, &error);
     m_iPod->setOutputGroup(QString());
-    if (notes) {
+    if (written) {
         ++m_feedsWritten;
-        m_notesWritten += *notes;
+        m_notesWritten += written->notes;
+        for (const QString &failure : written->failedArticles)
+            m_log->appendError(failure);
     } else {
         m_failedFeeds.insert(feed.url.toString());
         m_log->appendError(error);

@@ -48,6 +48,7 @@ std::unique_ptr<RSS> read(const QString &source, Console &console)
 {
     const QUrl url(source, QUrl::StrictMode);
     std::unique_ptr<RSS> feed;
+    QString problem;
     if (isWebAddress(url)) {
         std::optional<std::unique_ptr<RSS>> downloaded = download(url, console);
         if (!downloaded)
@@ -57,11 +58,12 @@ std::unique_ptr<RSS> read(const QString &source, Console &console)
         const std::optional<QByteArray> bytes = readFile(url.isLocalFile() ? url.toLocalFile() : source, console);
         if (!bytes)
             return nullptr;
-        feed = RSS::initWithData(*bytes, false);
+        feed = RSS::initWithData(*bytes, false, &problem);
     }
+    if (problem.isEmpty())
+        problem = QStringLiteral("it is not XML or has no RSS, RDF or Atom channel");
     if (!feed)
-        console.fail(QStringLiteral("%1 is no feed: it is not XML or has no RSS, RDF or Atom channel").arg(source),
-                     ExitCode::Failure);
+        console.fail(QStringLiteral("%1 is no feed: %2").arg(source, problem), ExitCode::Failure);
     return feed;
 }
 

@@ -9,6 +9,8 @@
 
 #include <memory>
 
+#include <sys/resource.h>
+
 namespace {
 
 QString dataFile(const QString &name)
@@ -34,6 +36,30 @@ QJsonValue valueAt(QJsonValue value, const QString &path)
     return value;
 }
 
+// 70 KB that once became a 200 MB description and took 1.8 GB: one 10 KB entity named 20,000 times.
+QByteArray entityBomb()
+{
+    return "<?xml version=\"1.0\"?><!DOCTYPE rss [<!ENTITY e \"" + QByteArray(10000, 'x') +
+           "\">]><rss version=\"2.0\"><channel><title>Bomb</title><item><title>T</title><description>" +
+           QByteArray("&e;").repeated(20000) + "</description></item></channel></rss>";
+}
+
+// The most a child may take for a refused document; AddressSanitizer's shadow memory and
+// quarantine add theirs. Unbounded, the documents here took 1.7 to 3.4 GB.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr long kChildPeakLimitMiB = 400;
+#else
+constexpr long kChildPeakLimitMiB = 150;
+#endif
+
+// The peak resident memory, in MiB, of the largest child process this program has waited for.
+long largestChildPeakMiB()
+{
+    rusage usage{};
+    getrusage(RUSAGE_CHILDREN, &usage);
+    return usage.ru_maxrss / 1024;
+}
+
 } // namespace
 
 // `tivaro feed parse` and `tivaro feed format` run as a user runs them, on the feeds in
@@ -45,6 +71,7 @@ class CliFeedTest : public QObject
     TemporaryHome m_home;
     TestHttpServer m_server;
     QString m_deadServer;
+    QString m_entityBomb;
 
 private Q_SLOTS:
     void initTestCase()
@@ -58,6 +85,9 @@ private Q_SLOTS:
         // A port that was just listening and no longer is.
         auto gone = std::make_unique<TestHttpServer>();
         m_deadServer = gone->url("/feed.xml").toString();
+        m_entityBomb = m_home.path() + "/bomb.rss";
+        QFile bomb(m_entityBomb);
+        QVERIFY(bomb.open(QIODevice::WriteOnly) && bomb.write(entityBomb()) > 0);
     }
 
     void parseJson_data()
@@ -198,6 +228,10 @@ private Q_SLOTS:
         QTest::newRow("not XML") << QStringList{"format", csv} << 1 << "tivaro: " + csv + " is no feed";
         QTest::newRow("404 answer") << QStringList{"parse", notFound} << 1 << "tivaro: " + notFound + " is no feed";
         QTest::newRow("HTML answer") << QStringList{"format", served} << 1 << "tivaro: " + served + " is no feed";
+        QTest::newRow("entities expanding too far")
+            << QStringList{"parse", m_entityBomb} << 1
+            << "tivaro: " + m_entityBomb +
+                   " is no feed: its entities expand into far more text than the document holds\n";
         QTest::newRow("empty answer") << QStringList{"parse", empty} << 1
                                       << "tivaro: cannot download " + empty + ": RSSNoData: ";
         QTest::newRow("dead server") << QStringList{"parse", m_deadServer} << 1
@@ -223,6 +257,24 @@ private Q_SLOTS:
         QCOMPARE(run.err.count(u'\n'), 1);
         QCOMPARE(run.out, QString());
         QCOMPARE(run.exitCode, exitCode);
+    }
+
+    // The feed is refused before its entities have grown: the child's peak memory stays small.
+    void entityBombTakesLittleMemory_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("parse") << QStringList{"parse", "--json"};
+        QTest::newRow("format") << QStringList{"format", "--with-articles"};
+    }
+    void entityBombTakesLittleMemory()
+    {
+        QFETCH(QStringList, arguments);
+        const CliRun run = CliRun::run(QStringList{"feed"} + arguments + QStringList{m_entityBomb});
+        // Every child so far counts; all of them are small. Unbounded, this one took 1.8 GB.
+        QVERIFY2(largestChildPeakMiB() < kChildPeakLimitMiB,
+                 qPrintable(QString::number(largestChildPeakMiB()) + " MiB"));
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.err.contains("its entities expand into far more text"), qPrintable(run.err));
     }
 };
 

@@ -1,4 +1,5 @@
 #include "CliRun.h"
+#include "FatVolume.h"
 #include "IPodFixture.h"
 #include "TemporaryHome.h"
 #include "TestHttpServer.h"
@@ -9,6 +10,8 @@
 #include <QtTest>
 
 #include <csignal>
+
+#include <sys/resource.h>
 
 namespace {
 
@@ -43,6 +46,40 @@ QString noteText(const QString &path)
     const qsizetype start = bytes.indexOf("</title>");
     return start < 0 ? QString()
                      : QString::fromUtf8(bytes.mid(start + 8)).replace(QLatin1Char('\r'), QLatin1Char('\n'));
+}
+
+// A 5 KB feed whose one description names a 2 KB entity 1,000 times: once 499 pages on the iPod.
+QByteArray entityBombFeed()
+{
+    return "<?xml version=\"1.0\"?><!DOCTYPE rss [<!ENTITY e \"" + QByteArray("word ").repeated(400) +
+           "\">]><rss version=\"2.0\"><channel><title>Bomb</title><item><title>T</title><description>" +
+           QByteArray("&e;").repeated(1000) + "</description></item></channel></rss>";
+}
+
+// A feed of items with these titles, each with a description and link of its own.
+QByteArray feedOf(const QStringList &titles)
+{
+    QByteArray items;
+    for (qsizetype i = 0; i < titles.size(); ++i)
+        items += "<item><title>" + titles.at(i).toUtf8() + "</title><description>Story " + QByteArray::number(i) +
+                 "</description><link>http://h/" + QByteArray::number(i) + "</link></item>";
+    return "<?xml version=\"1.0\"?><rss version=\"2.0\"><channel><title>Harbour</title>" + items + "</channel></rss>";
+}
+
+// The most a child may take for a refused document; AddressSanitizer's shadow memory and
+// quarantine add theirs. Unbounded, the documents here took 1.7 to 3.4 GB.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr long kChildPeakLimitMiB = 400;
+#else
+constexpr long kChildPeakLimitMiB = 150;
+#endif
+
+// The peak resident memory, in MiB, of the largest child process this program has waited for.
+long largestChildPeakMiB()
+{
+    rusage usage{};
+    getrusage(RUSAGE_CHILDREN, &usage);
+    return usage.ru_maxrss / 1024;
 }
 
 QStringList filesBelow(const QString &folder)
@@ -130,6 +167,25 @@ private Q_SLOTS:
                     .contains("http://d/rss"));
     }
 
+    // An outline file whose entities would expand into 200 MB is refused in one line, in little memory.
+    void importRefusesEntitiesExpandingTooFar()
+    {
+        QCOMPARE(CliRun::run({"news", "import", writeOpml(opml({{"Daily", "http://d/rss"}}))}).exitCode, 0);
+        const QByteArray bomb = "<?xml version=\"1.0\"?><!DOCTYPE opml [<!ENTITY e \"" + QByteArray(10000, 'x') +
+                                "\">]><opml><body><outline text=\"" + QByteArray("&e;").repeated(20000) +
+                                "\" xmlUrl=\"http://x/\"/></body></opml>";
+        const QString path = writeOpml(bomb);
+        const CliRun run = CliRun::run({"news", "import", path});
+        QVERIFY2(largestChildPeakMiB() < kChildPeakLimitMiB,
+                 qPrintable(QString::number(largestChildPeakMiB()) + " MiB"));
+        QCOMPARE(run.exitCode, 1);
+        QCOMPARE(run.err, "tivaro: \"" + path +
+                              "\" cannot be read as OPML: its entities expand into far more text than the document "
+                              "holds; nothing was changed\n");
+        QVERIFY(IPodFixture::readFile(m_home->path() + "/.local/share/Tivaro/News/Subscriptions.opml")
+                    .contains("http://d/rss"));
+    }
+
     void writesOneNotePerFeed()
     {
         const CliRun run =
@@ -177,6 +233,92 @@ private Q_SLOTS:
               QStringLiteral("Cannot fetch \"Dead\""), QStringLiteral("Cannot fetch \"Reset\"")})
             QVERIFY2(run.out.contains(expected) || run.err.contains(expected), qPrintable(expected + "\n" + run.out));
         QCOMPARE(filesBelow(m_iPod + "/Notes"), QStringList{"News/Daily.txt"});
+    }
+
+    // A feed whose entities expand too far is one error naming it; it writes nothing, the others sync.
+    void feedWithEntitiesExpandingTooFarIsRefused()
+    {
+        m_server->serve("/bomb.xml", entityBombFeed(), "application/rss+xml");
+        const QString bomb = m_server->url("/bomb.xml").toString();
+        const CliRun run =
+            importAndSync({{"Bomb", bomb, "withArticles=\"yes\""}, {"Daily", m_server->url("/daily.xml").toString()}});
+        // Once 499 pages from this 5 KB feed.
+        QCOMPARE(filesBelow(m_iPod + "/Notes"), QStringList{"News/Daily.txt"});
+        QVERIFY2(largestChildPeakMiB() < kChildPeakLimitMiB,
+                 qPrintable(QString::number(largestChildPeakMiB()) + " MiB"));
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.out.contains("  \"Bomb\" (" + bomb +
+                                  ") is not a news feed: its entities expand into far more text than the document "
+                                  "holds.\n"),
+                 qPrintable(run.out));
+        QVERIFY2(run.out.contains("1 plug-in run (News), 1 error, 1 note on the iPod."), qPrintable(run.out));
+    }
+
+    // On a real FAT32 volume, every link of a feed's note opens its own article; a page the volume
+    // refuses fails alone, with a line in the log.
+    void articlePagesOnFat32_data()
+    {
+        QTest::addColumn<QStringList>("titles");
+        QTest::addColumn<QStringList>("pages");
+        QTest::addColumn<int>("refused");
+        QTest::newRow("titles sharing their first 40 characters")
+            << QStringList{"Harbour news: the ferry timetable for winter",
+                           "Harbour news: the ferry timetable for winter, again"}
+            << QStringList{"Harbour news- the ferry timetable for wi", "Harbour news- the ferry timetable for 2"} << -1;
+        // Cut inside the pair, the name would hold a lone surrogate, written "?", which FAT refuses.
+        QTest::newRow("no cut inside a surrogate pair")
+            << QStringList{QStringLiteral("Thirty-nine characters of titles, then \U0001F389 tonight"), "Last story"}
+            << QStringList{"Thirty-nine characters of titles, then", "Last story"} << -1;
+        // fusefat refuses names outside ASCII (FAT itself takes them): that page fails.
+        QTest::newRow("one page refused")
+            << QStringList{"First story", QStringLiteral("Caf\u00e9 opens"), "Last story"}
+            << QStringList{"First story", QStringLiteral("Caf\u00e9 opens"), "Last story"} << 1;
+    }
+    void articlePagesOnFat32()
+    {
+        QFETCH(QStringList, titles);
+        QFETCH(QStringList, pages);
+        QFETCH(int, refused);
+        FatVolume volume(QStringLiteral("IPOD"));
+        if (!volume.isMounted())
+            QSKIP(qPrintable(volume.skipReason()));
+        const QString iPod = IPodFixture::createWithFamily(volume.mountPoint(), 6, "FAT9");
+        QFile probe(iPod + QStringLiteral("/caf\u00e9"));
+        if (probe.open(QIODevice::WriteOnly)) {
+            probe.remove();
+            refused = -1;
+        }
+        m_server->serve("/harbour.xml", feedOf(titles), "application/rss+xml");
+        const QByteArray subscriptions =
+            opml({{"Harbour", m_server->url("/harbour.xml").toString(), "withArticles=\"yes\""}});
+        QCOMPARE(CliRun::run({"news", "import", writeOpml(subscriptions)}).exitCode, 0);
+        const CliRun run = CliRun::run({"sync", "--ipod", iPod, "--quick", "News"});
+
+        const QRegularExpression link(QStringLiteral("<a href=\"_pages/([^\"]+)\\.txt\">"));
+        QStringList linked;
+        for (const QRegularExpressionMatch &match : link.globalMatch(noteText(iPod + "/Notes/News/Harbour.txt")))
+            linked.append(match.captured(1));
+        QCOMPARE(linked, pages);
+        for (qsizetype i = 0; i < pages.size(); ++i) {
+            const QString page = iPod + "/Notes/News/_pages/" + pages.at(i) + ".txt";
+            if (i == refused) {
+                QVERIFY(!QFileInfo::exists(page));
+                continue;
+            }
+            QVERIFY2(noteText(page).startsWith(titles.at(i) + "\n\nStory " + QString::number(i)),
+                     qPrintable(noteText(page)));
+        }
+        const int written = 1 + int(pages.size()) - (refused < 0 ? 0 : 1);
+        if (refused < 0) {
+            QVERIFY2(run.exitCode == 0, qPrintable(run.out));
+            QVERIFY2(run.out.contains(QStringLiteral("0 errors, %1 notes").arg(written)), qPrintable(run.out));
+            return;
+        }
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.out.contains("  Cannot write the article \"" + pages.at(refused) + "\" of \"Harbour\": "),
+                 qPrintable(run.out));
+        QVERIFY2(run.out.contains(QStringLiteral("1 plug-in run (News), 1 error, %1 notes").arg(written)),
+                 qPrintable(run.out));
     }
 
     void oldNewsStaysWhenNoFeedArrives()

@@ -6,6 +6,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <sys/resource.h>
+
 namespace {
 
 // moc cannot read raw string literals, hence the escapes.
@@ -21,6 +23,30 @@ const QByteArray kSubscriptions =
     "    <outline text=\"&lt;b&gt;Links&lt;/b&gt;\" url=\"http://example.com/more.opml\"/>\n"
     "  </body>\n"
     "</opml>\n";
+
+// One outline whose text names a 10 KB entity 20,000 times: 70 KB that would be 200 MB of text.
+QByteArray entityBomb()
+{
+    return "<?xml version=\"1.0\"?><!DOCTYPE opml [<!ENTITY e \"" + QByteArray(10000, 'x') +
+           "\">]><opml><body><outline text=\"" + QByteArray("&e;").repeated(20000) +
+           "\" xmlUrl=\"http://x/\"/></body></opml>";
+}
+
+// The most a child may take for a refused document; AddressSanitizer's shadow memory and
+// quarantine add theirs. Unbounded, the documents here took 1.7 to 3.4 GB.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr long kChildPeakLimitMiB = 400;
+#else
+constexpr long kChildPeakLimitMiB = 150;
+#endif
+
+// The peak resident memory, in MiB, of the largest child process this program has waited for.
+long largestChildPeakMiB()
+{
+    rusage usage{};
+    getrusage(RUSAGE_CHILDREN, &usage);
+    return usage.ru_maxrss / 1024;
+}
 
 } // namespace
 
@@ -61,6 +87,8 @@ private Q_SLOTS:
                                  << "";
         QTest::newRow("not XML") << "list.csv" << QByteArray("a,b\n") << 1 << ""
                                  << "tivaro: \"";
+        QTest::newRow("entities expanding too far") << "bomb.opml" << entityBomb() << 1 << ""
+                                                    << "tivaro: \"";
     }
     void printsText()
     {
@@ -96,6 +124,22 @@ private Q_SLOTS:
         QCOMPARE(world.value("attributes").toObject().value("text").toString(), QString("World &amp; Politics"));
         QCOMPARE(world.value("children").toArray().size(), 0);
         QCOMPARE(outlines.at(1).toObject().value("text").toString(), QString("Links"));
+    }
+
+    // Refused in one line, before its entities have grown: the child's peak memory stays small.
+    void entityBombIsRefusedInLittleMemory()
+    {
+        const QString path = write("bomb.opml", entityBomb());
+        QVERIFY(!path.isEmpty());
+        const CliRun run = CliRun::run({"opml", path, "--json"});
+        // Every child so far counts; all of them are small.
+        QVERIFY2(largestChildPeakMiB() < kChildPeakLimitMiB,
+                 qPrintable(QString::number(largestChildPeakMiB()) + " MiB"));
+        QCOMPARE(run.exitCode, 1);
+        QCOMPARE(run.out, QString());
+        QCOMPARE(run.err, "tivaro: \"" + path +
+                              "\" cannot be read as OPML: its entities expand into far more text than the document "
+                              "holds\n");
     }
 
     void usageErrors_data()

@@ -33,6 +33,18 @@ std::unique_ptr<RSS> feedOf(const QStringList &titles, const QString &descriptio
     return RSS::initWithData(rss2(channel));
 }
 
+// A feed declaring the entity "e" as `length` x's, named `references` times in an item's
+// description, with `padding` bytes of plain text beside it.
+QByteArray entityFeed(int length, int references, int padding = 0, const QByteArray &where = "description")
+{
+    const QByteArray named = QByteArray("&e;").repeated(references);
+    const QByteArray item =
+        where == "enclosure" ? "<enclosure url=\"" + named + "\"/>" : "<" + where + ">" + named + "</" + where + ">";
+    return "<?xml version=\"1.0\"?><!DOCTYPE rss [<!ENTITY e \"" + QByteArray(length, 'x') +
+           "\">]><rss version=\"2.0\"><channel><title>T</title><item><title>A</title>" + item + "<comments>" +
+           QByteArray(padding, 'p') + "</comments></item></channel></rss>";
+}
+
 } // namespace
 
 class RSSTest : public QObject
@@ -48,6 +60,8 @@ private Q_SLOTS:
     void atomEntries();
     void rejected_data();
     void rejected();
+    void entityExpansionIsBounded_data();
+    void entityExpansionIsBounded();
     void forgivingParse_data();
     void forgivingParse();
     void syntheticFeed();
@@ -56,6 +70,8 @@ private Q_SLOTS:
     void normalize();
     void format_data();
     void format();
+    void articlePageNames_data();
+    void articlePageNames();
     void atomContent_data();
     void atomContent();
     void noteItemsHaveOneLineTitles();
@@ -214,19 +230,61 @@ void RSSTest::rejected_data()
     QTest::newRow("other root") << QByteArray("<opml><body/></opml>");
     QTest::newRow("rdf without channel") << QByteArray(
         "<rdf:RDF xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\"><item/></rdf:RDF>");
-    QTest::newRow("billion laughs") << QByteArray(
-        "<?xml version=\"1.0\"?><!DOCTYPE rss [<!ENTITY a \"aaaaaaaaaa\">"
-        "<!ENTITY b \"&a;&a;&a;&a;&a;&a;&a;&a;&a;&a;\"><!ENTITY c \"&b;&b;&b;&b;&b;&b;&b;&b;&b;&b;\">"
-        "<!ENTITY d \"&c;&c;&c;&c;&c;&c;&c;&c;&c;&c;\"><!ENTITY e \"&d;&d;&d;&d;&d;&d;&d;&d;&d;&d;\">"
-        "<!ENTITY f \"&e;&e;&e;&e;&e;&e;&e;&e;&e;&e;\"><!ENTITY g \"&f;&f;&f;&f;&f;&f;&f;&f;&f;&f;\">"
-        "<!ENTITY h \"&g;&g;&g;&g;&g;&g;&g;&g;&g;&g;\"><!ENTITY i \"&h;&h;&h;&h;&h;&h;&h;&h;&h;&h;\">]>"
-        "<rss><item><title>&i;&i;&i;&i;&i;&i;&i;&i;&i;&i;</title></item></rss>");
 }
 
 void RSSTest::rejected()
 {
     QFETCH(QByteArray, data);
-    QVERIFY(!RSS::initWithData(data));
+    QString problem;
+    QVERIFY(!RSS::initWithData(data, false, &problem));
+    QVERIFY(!problem.isEmpty());
+}
+
+// Declared entities expand up to 64 Ki characters freely, beyond that up to five times the feed's
+// size; past that the whole feed is refused, saying why.
+void RSSTest::entityExpansionIsBounded_data()
+{
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<int>("expanded");
+    const int refused = -1;
+    QTest::newRow("a few names") << entityFeed(100, 10) << "description" << 1000;
+    QTest::newRow("64 Ki characters from a small feed") << entityFeed(1024, 64) << "description" << 64 * 1024;
+    QTest::newRow("more from a small feed") << entityFeed(1024, 65) << "description" << refused;
+    QTest::newRow("four times a large feed") << entityFeed(1000, 400, 100000) << "description" << 400000;
+    QTest::newRow("six times a large feed") << entityFeed(1000, 600, 100000) << "description" << refused;
+    // libxml2 stops these itself; what its recovery keeps is refused all the same.
+    QTest::newRow("billion laughs")
+        << QByteArray("<?xml version=\"1.0\"?><!DOCTYPE rss [<!ENTITY a \"aaaaaaaaaa\">"
+                      "<!ENTITY b \"&a;&a;&a;&a;&a;&a;&a;&a;&a;&a;\"><!ENTITY c \"&b;&b;&b;&b;&b;&b;&b;&b;&b;&b;\">"
+                      "<!ENTITY d \"&c;&c;&c;&c;&c;&c;&c;&c;&c;&c;\"><!ENTITY e \"&d;&d;&d;&d;&d;&d;&d;&d;&d;&d;\">"
+                      "<!ENTITY f \"&e;&e;&e;&e;&e;&e;&e;&e;&e;&e;\"><!ENTITY g \"&f;&f;&f;&f;&f;&f;&f;&f;&f;&f;\">"
+                      "<!ENTITY h \"&g;&g;&g;&g;&g;&g;&g;&g;&g;&g;\"><!ENTITY i \"&h;&h;&h;&h;&h;&h;&h;&h;&h;&h;\">]>"
+                      "<rss><channel><item><title>&i;&i;&i;&i;&i;&i;&i;&i;&i;&i;</title></item></channel></rss>")
+        << "title" << refused;
+    // 70 KB that became a 200 MB description.
+    QTest::newRow("10 KB named 20,000 times") << entityFeed(10000, 20000) << "description" << refused;
+    QTest::newRow("in the header") << entityFeed(10000, 0).replace("<title>T</title>",
+                                                                   "<title>&e;&e;&e;&e;&e;&e;&e;</title>")
+                                   << "title" << refused;
+    QTest::newRow("in an attribute") << entityFeed(10000, 20000, 0, "enclosure") << "enclosure" << refused;
+}
+
+void RSSTest::entityExpansionIsBounded()
+{
+    QFETCH(QByteArray, data);
+    QFETCH(QString, key);
+    QFETCH(int, expanded);
+    QString problem;
+    const std::unique_ptr<RSS> feed = RSS::initWithData(data, false, &problem);
+    if (expanded < 0) {
+        QVERIFY(!feed);
+        QCOMPARE(problem, QStringLiteral("its entities expand into far more text than the document holds"));
+        return;
+    }
+    QVERIFY(feed);
+    QVERIFY(problem.isEmpty());
+    QCOMPARE(feed->newsItems().first().value(key).toString(), QString(expanded, u'x'));
 }
 
 // What a forgiving read keeps of broken feeds, and that entities are never fetched.
@@ -374,6 +432,52 @@ void RSSTest::format_data()
         << QVariantMap{{"withArticles", true}, {"numberOfArticles", 1}, {"showSummary", false}}
         << "<a href=\"_pages/Words words words words words words word.txt\">"
            "Words words words words words words words words words</a>";
+    // Every link opens its own article.
+    QTest::newRow("article links of titles sharing 40 characters")
+        << QStringList{"Words words words words words words words: today",
+                       "Words words words words words words words: tomorrow"}
+        << QVariantMap{{"withArticles", true}, {"numberOfArticles", 2}, {"showSummary", false}}
+        << "<a href=\"_pages/Words words words words words words word.txt\">"
+           "Words words words words words words words- today</a>" +
+               rule +
+               "<a href=\"_pages/Words words words words words words wo 2.txt\">"
+               "Words words words words words words words- tomorrow</a>";
+}
+
+void RSSTest::articlePageNames_data()
+{
+    QTest::addColumn<QStringList>("titles");
+    QTest::addColumn<QStringList>("names");
+    const QString forty = QStringLiteral("Harbour news: the ferry timetable for wi");
+    QTest::newRow("titles made names") << QStringList{"Mars: a/b", "  Spaces  "} << QStringList{"Mars- a-b", "Spaces"};
+    QTest::newRow("first 40 characters shared")
+        << QStringList{forty + "nter", forty + "nter, again", forty + "nter, once more"}
+        << QStringList{"Harbour news- the ferry timetable for wi", "Harbour news- the ferry timetable for 2",
+                       "Harbour news- the ferry timetable for 3"};
+    QTest::newRow("same title") << QStringList{"Weather", "Weather", "Weather"}
+                                << QStringList{"Weather", "Weather 2", "Weather 3"};
+    QTest::newRow("a suffix already taken")
+        << QStringList{"Weather 2", "Weather", "Weather"} << QStringList{"Weather 2", "Weather", "Weather 3"};
+    // FAT keeps one file for names that differ only in case.
+    QTest::newRow("case ignored") << QStringList{"WEATHER", "weather"} << QStringList{"WEATHER", "weather 2"};
+    const QString emoji = QStringLiteral("\U0001F389");
+    QTest::newRow("cut before a surrogate pair")
+        << QStringList{"Thirty-nine characters of titles, then " + emoji + " tonight"}
+        << QStringList{"Thirty-nine characters of titles, then"};
+    QTest::newRow("suffix cut before a surrogate pair")
+        << QStringList{"Thirty-seven characters of the title " + emoji + " one",
+                       "Thirty-seven characters of the title " + emoji + " two"}
+        << QStringList{"Thirty-seven characters of the title " + emoji, "Thirty-seven characters of the title 2"};
+}
+
+void RSSTest::articlePageNames()
+{
+    QFETCH(QStringList, titles);
+    QFETCH(QStringList, names);
+    QList<RSS::Item> items;
+    for (const QString &title : titles)
+        items.append(item({{"title", title}}));
+    QCOMPARE(RSS::articlePageNames(items), names);
 }
 
 void RSSTest::format()

@@ -236,6 +236,13 @@ private Q_SLOTS:
                                                      << "a  b";
         QTest::newRow("zero") << "one two" << 0 << ""
                               << "";
+        // A lone surrogate has no UTF-8 form: in a file name it would become "?", which FAT refuses.
+        QTest::newRow("a surrogate pair is not split")
+            << QStringLiteral("Party time \U0001F389 tonight") << 12 << QStringLiteral("Party time \U0001F389 tonight")
+            << "Party time";
+        QTest::newRow("a whole pair at the end is kept")
+            << QStringLiteral("Party \U0001F389 tonight") << 8 << QStringLiteral("Party \U0001F389 tonight")
+            << QStringLiteral("Party \U0001F389");
     }
     void words()
     {

@@ -402,6 +402,31 @@ private Q_SLOTS:
         }
         QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
     }
+
+    // libxml2 leaves a declared entity a reference; the tree expands it in attribute values, and
+    // stops once the document's references have made more text than they may.
+    void attributeEntitiesStopAtTheirBound_data()
+    {
+        QTest::addColumn<int>("references");
+        QTest::addColumn<bool>("tooFar");
+        QTest::newRow("within") << 6 << false;
+        QTest::newRow("past") << 20000 << true;
+    }
+    void attributeEntitiesStopAtTheirBound()
+    {
+        QFETCH(int, references);
+        QFETCH(bool, tooFar);
+        const QByteArray xml = "<!DOCTYPE r [<!ENTITY e \"" + QByteArray(10000, 'e') + "\">]><r a=\"" +
+                               QByteArray("&e;").repeated(references) + "\"/>";
+        const std::shared_ptr<XMLTree> root = firstElement(xml);
+        QVERIFY(root);
+        const QString value = root->attributeNamed("a");
+        QCOMPARE(root->entitiesExpandTooFar(), tooFar);
+        if (tooFar)
+            QVERIFY2(value.size() <= 5 * xml.size(), qPrintable(QString::number(value.size())));
+        else
+            QCOMPARE(value, QString(10000 * references, u'e'));
+    }
 };
 
 QTEST_GUILESS_MAIN(XMLTreeTest)

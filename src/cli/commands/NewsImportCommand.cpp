@@ -69,9 +69,12 @@ int NewsImportCommand::run(const QStringList &arguments, Console &console)
                             ExitCode::Failure);
     const QByteArray data = file.readAll();
     const std::shared_ptr<TVROPMLDocument> document = TVROPMLDocument::documentWithData(data);
+    if (!document->rootNode())
+        return console.fail(QStringLiteral("\"%1\" cannot be read as OPML: %2; nothing was changed")
+                                .arg(file.fileName(), document->problem()),
+                            ExitCode::Failure);
     QStringList feeds;
-    if (document && document->rootNode())
-        listFeeds(*document->rootNode(), feeds);
+    listFeeds(*document->rootNode(), feeds);
     if (feeds.isEmpty())
         return console.fail(QStringLiteral("\"%1\" holds no feed subscriptions (outlines with an xmlUrl); nothing "
                                            "was changed")

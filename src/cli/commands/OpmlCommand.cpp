@@ -77,9 +77,11 @@ int OpmlCommand::run(const QStringList &arguments, Console &console)
     if (!QFileInfo(path).isFile() || !QFileInfo(path).isReadable())
         return console.fail(QStringLiteral("cannot read \"%1\"").arg(path), ExitCode::Failure);
 
-    const std::shared_ptr<TVROPMLNode> root = TVROPMLDocument::documentWithContentsOfFile(path)->rootNode();
+    const std::shared_ptr<TVROPMLDocument> document = TVROPMLDocument::documentWithContentsOfFile(path);
+    const std::shared_ptr<TVROPMLNode> root = document->rootNode();
     if (!root)
-        return console.fail(QStringLiteral("\"%1\" is not an XML document").arg(path), ExitCode::Failure);
+        return console.fail(QStringLiteral("\"%1\" cannot be read as OPML: %2").arg(path, document->problem()),
+                            ExitCode::Failure);
     if (options.parser().isSet(json))
         console.printJson(toJson(*root));
     else

@@ -438,8 +438,11 @@ QString wordsUpTo(const QString &text, int n)
         if (trimWhiteSpace(result).size() + 1 + word.size() <= n)
             result += u' ' + word;
     }
-    if (n > result.size())
-        result = text.left(std::max(n, 0));
+    if (n > result.size()) {
+        // Never half a surrogate pair: a lone one has no UTF-8 form, and a file name cannot hold it.
+        const bool splitsPair = n > 0 && text.at(n - 1).isHighSurrogate() && text.at(n).isLowSurrogate();
+        result = text.left(std::max(splitsPair ? n - 1 : n, 0));
+    }
     return trimWhiteSpace(result);
 }
 

@@ -53,8 +53,8 @@ QString replace(const QString &text, const QString &target, const QString &repla
 bool containsString(const QString &text, const QString &other);
 // The first `n` space-separated words (empty pieces count), without an ellipsis.
 QString ellipsizeAfterNWords(const QString &text, int n);
-// At most `n` characters: in practice a hard cut of the text at `n`, unless whole words of its
-// file-name-corrected form fill the limit exactly.
+// At most `n` characters: in practice a hard cut of the text at `n` (one less where `n` would split
+// a surrogate pair), unless whole words of its file-name-corrected form fill the limit exactly.
 QString wordsUpTo(const QString &text, int n);
 // Every backslash-apostrophe made a plain apostrophe.
 QString stripSlashes(const QString &text);

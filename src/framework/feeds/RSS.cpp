@@ -10,6 +10,7 @@
 #include "net/SynchronousDownload.h"
 
 #include <QRegularExpression>
+#include <QSet>
 
 #include <libxml/tree.h>
 
@@ -19,6 +20,8 @@ namespace {
 
 // A feed server is often slower than a page; this is how long a fetch may go without progress.
 constexpr int kFeedIdleTimeoutMs = 15000;
+
+const QString kEntitiesExpandTooFar = QStringLiteral("RSSEntitiesExpandTooFar");
 
 QString withoutRssPrefix(const QString &name)
 {
@@ -62,6 +65,18 @@ QString itemString(const RSS::Item &item, const QString &key)
     return item.value(key).toString();
 }
 
+// Article page names are at most this long, in UTF-16 units.
+constexpr int kArticlePageNameLength = 40;
+
+// The first `n` units of `text` (one less rather than half a surrogate pair), trimmed.
+QString leftWithinLength(const QString &text, int n)
+{
+    if (text.size() <= n)
+        return text;
+    const bool splitsPair = n > 0 && text.at(n - 1).isHighSurrogate() && text.at(n).isLowSurrogate();
+    return NSStringXtra::trimWhiteSpace(text.left(std::max(splitsPair ? n - 1 : n, 0)));
+}
+
 } // namespace
 
 std::unique_ptr<RSS> RSS::initWithURL(const QUrl &url, bool normalize)
@@ -79,26 +94,38 @@ std::unique_ptr<RSS> RSS::initWithURL(const QUrl &url, bool normalize)
     return initWithData(data, normalize);
 }
 
-std::unique_ptr<RSS> RSS::initWithData(const QByteArray &data, bool normalize)
+std::unique_ptr<RSS> RSS::initWithData(const QByteArray &data, bool normalize, QString *problem)
 {
     std::unique_ptr<RSS> feed(new RSS);
     feed->m_normalize = normalize;
     // Real feeds use bare "&" in links and get cut short; both are forgiven, entities are never
     // fetched and their expansion stays bounded.
-    feed->m_document = XMLDocument::parse(data, QString(), XMLDocument::Leniency::Forgiving);
+    feed->m_document = XMLDocument::parse(data, QString(), XMLDocument::Leniency::Forgiving, problem);
     if (!feed->m_document)
         return nullptr;
     const xmlNode &document = *reinterpret_cast<const xmlNode *>(feed->m_document->doc());
     try {
+        feed->refuseEntitiesExpandingTooFar();
         feed->createHeaderDictionary(document);
         feed->createItemsArray(document);
         feed->setVersionString(document);
+        // Attribute values expand entities too; a document past the bound is refused whole.
+        feed->refuseEntitiesExpandingTooFar();
     } catch (const RSSException &error) {
         qCWarning(lcFeeds).noquote() << error.reason();
+        if (problem)
+            *problem = error.name() == kEntitiesExpandTooFar ? error.reason()
+                                                             : QStringLiteral("it has no RSS, RDF or Atom channel");
         return nullptr;
     }
     feed->m_document.reset();
     return feed;
+}
+
+void RSS::refuseEntitiesExpandingTooFar() const
+{
+    if (m_document->entitiesExpandTooFar())
+        throw RSSException(kEntitiesExpandTooFar, XMLDocument::entityExpansionProblem());
 }
 
 std::unique_ptr<RSS> RSS::initWithTitle(const QString &title, const QString &description)
@@ -273,8 +300,10 @@ QString RSS::getElementValue(const xmlNode &element) const
 QString RSS::entityReferenceValue(const xmlNode &reference) const
 {
     const QString name = fromXml(reference.name);
-    // Entities the document declares itself are replaced by their text.
-    if (std::optional<QString> declared = m_document->declaredEntityText(name))
+    // Entities the document declares itself are replaced by their text, up to the document's bound.
+    const std::optional<QString> declared = m_document->declaredEntityText(name);
+    refuseEntitiesExpandingTooFar();
+    if (declared)
         return *declared;
     const QString known = entityCharacters(name);
     return known.isNull() ? QStringLiteral("&%1;").arg(name) : known;
@@ -339,23 +368,43 @@ QList<RSS::Item> RSS::itemsToFormat(const QVariantMap &options) const
     return chosen;
 }
 
+QStringList RSS::articlePageNames(const QList<Item> &items)
+{
+    using namespace NSStringXtra;
+    QStringList names;
+    QSet<QString> taken;
+    for (const Item &item : items) {
+        const QString first = wordsUpTo(correctFilename(trimWhiteSpace(itemString(item, QStringLiteral("title")))),
+                                        kArticlePageNameLength);
+        QString name = first;
+        for (int number = 2; taken.contains(name.toCaseFolded()); ++number) {
+            const QString suffix = QStringLiteral(" %1").arg(number);
+            name = leftWithinLength(first, kArticlePageNameLength - int(suffix.size())) + suffix;
+        }
+        taken.insert(name.toCaseFolded());
+        names.append(name);
+    }
+    return names;
+}
+
 QString RSS::formatWithOptions(const QVariantMap &options) const
 {
     using namespace NSStringXtra;
     const int limit = options.value(QStringLiteral("numberOfArticles"), 10).toInt();
     const bool withArticles = options.value(QStringLiteral("withArticles"), false).toBool();
     const bool showSummary = options.value(QStringLiteral("showSummary"), true).toBool();
+    const QList<Item> items = itemsToFormat(options);
+    const QStringList pageNames = withArticles ? articlePageNames(items) : QStringList();
     QString text;
     int written = 0;
-    for (const Item &item : itemsToFormat(options)) {
+    for (const Item &item : items) {
         const QString title = trimWhiteSpace(itemString(item, QStringLiteral("title")));
         QString body;
         if (showSummary && item.contains(QStringLiteral("description")))
             body = makeHTMLReadable(itemString(item, QStringLiteral("description")));
         if (withArticles) {
-            const QString name = correctFilename(title);
             text += QStringLiteral("<a href=\"%1/%2.txt\">%3</a>\r\r")
-                        .arg(TVRiPod::pagesOverflowDirectory(), wordsUpTo(name, 40), name);
+                        .arg(TVRiPod::pagesOverflowDirectory(), pageNames.at(written), correctFilename(title));
         } else {
             text += title + QStringLiteral("\r\r");
         }

@@ -24,9 +24,11 @@ public:
     // Fetches (a "feed://" URL over "http://") and parses. Throws RSSException when the download
     // fails or brings nothing; returns null when the bytes are no feed. Blocks for the download.
     static std::unique_ptr<RSS> initWithURL(const QUrl &url, bool normalize);
-    // Null when the bytes are not XML or hold no channel (a channel without items is a feed of
-    // none); the reason is logged.
-    static std::unique_ptr<RSS> initWithData(const QByteArray &data, bool normalize = false);
+    // Null when the bytes are not XML, hold no channel (a channel without items is a feed of
+    // none) or declare entities that expand too far; the reason is logged and, in words for the
+    // user ("it is not well-formed XML"), put in *problem.
+    static std::unique_ptr<RSS> initWithData(const QByteArray &data, bool normalize = false,
+                                             QString *problem = nullptr);
     // A feed with no items and only a title and a description.
     static std::unique_ptr<RSS> initWithTitle(const QString &title, const QString &description);
 
@@ -50,6 +52,11 @@ public:
     QString formatWithOptions(const QVariantMap &options = {}) const;
     // The items formatWithOptions() writes: the first ones with a title, up to "numberOfArticles".
     QList<Item> itemsToFormat(const QVariantMap &options = {}) const;
+    // The names of the article pages "withArticles" links `items` to, one an item in order: the
+    // title made a file name and cut to 40 characters as wordsUpTo() cuts it. A name an earlier
+    // item has (ignoring case, as FAT does) gets " 2", " 3"... within the same 40 characters, so
+    // that every link opens its own article.
+    static QStringList articlePageNames(const QList<Item> &items);
 
 private:
     RSS() = default;
@@ -62,6 +69,8 @@ private:
     static const _xmlNode *getNamedTree(const _xmlNode &tree, const QString &name);
     QString getElementValue(const _xmlNode &element) const;
     QString entityReferenceValue(const _xmlNode &reference) const;
+    // Throws once the document's entities have expanded past their bound.
+    void refuseEntitiesExpandingTooFar() const;
     void flattenImageChildren(const _xmlNode &image, Header &header) const;
     static void flattenSourceAttributes(const _xmlNode &source, Item &item, const XMLDocument &document);
     Item itemFromTree(const _xmlNode &tree) const;

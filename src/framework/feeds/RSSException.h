@@ -5,7 +5,8 @@
 #include <stdexcept>
 
 // Why a feed could not be read: "RSSDownloadFailed" or "RSSNoData" from fetching,
-// "RSSCreateHeaderDictionaryFailed" or "RSSCreateItemsArrayFailed" from reading the tree.
+// "RSSCreateHeaderDictionaryFailed", "RSSCreateItemsArrayFailed" or "RSSEntitiesExpandTooFar"
+// from reading the tree.
 class RSSException : public std::runtime_error
 {
 public:

@@ -2,6 +2,7 @@
 
 #include "NSStringXtra.h"
 #include "TVROPMLNode.h"
+#include "XMLDocument.h"
 #include "XMLTree.h"
 #include "net/TVRDownloader.h"
 
@@ -41,7 +42,11 @@ std::shared_ptr<TVROPMLDocument> TVROPMLDocument::documentWithData(const QByteAr
 
 void TVROPMLDocument::createWithData(const QByteArray &data)
 {
-    const std::shared_ptr<XMLTree> tree = XMLTree::treeWithData(data);
+    if (data.isEmpty()) {
+        m_problem = QStringLiteral("it is empty or cannot be read");
+        return;
+    }
+    const std::shared_ptr<XMLTree> tree = XMLTree::treeWithData(data, QUrl(), &m_problem);
     if (!tree)
         return;
     m_mainNode = TVROPMLNode::node();
@@ -51,6 +56,12 @@ void TVROPMLDocument::createWithData(const QByteArray &data)
         return;
     // The body itself gives no node: its outlines become the root's children.
     const std::shared_ptr<TVROPMLNode> converted = OPMLNodeForXMLTree(*body);
+    // Attribute values stop growing at the bound; what was read by then is not kept either.
+    if (tree->entitiesExpandTooFar()) {
+        m_mainNode.reset();
+        m_problem = XMLDocument::entityExpansionProblem();
+        return;
+    }
     m_mainNode->addChildren(converted->children());
 }
 

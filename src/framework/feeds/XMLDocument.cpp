@@ -186,24 +186,33 @@ std::shared_ptr<XMLDocument> XMLDocument::adopt(xmlNodePtr node)
     return std::shared_ptr<XMLDocument>(new XMLDocument(doc, nullptr));
 }
 
-std::shared_ptr<XMLDocument> XMLDocument::parse(const QByteArray &data, const QString &baseUrl, Leniency leniency)
+std::shared_ptr<XMLDocument> XMLDocument::parse(const QByteArray &data, const QString &baseUrl, Leniency leniency,
+                                                QString *problem)
 {
-    if (data.isEmpty() || data.size() > INT_MAX)
-        return nullptr;
-    std::shared_ptr<XMLDocument> document = parseOnce(data, baseUrl, false, nullptr);
-    if (document || leniency == Leniency::Strict)
-        return document;
-    const char *encoding = isUndeclaredLegacyText(data) ? "windows-1252" : nullptr;
-    const QByteArray escaped = isSingleByteBased(data) ? escapeBareAmpersands(data) : data;
-    if (escaped != data || encoding)
-        document = parseOnce(escaped, baseUrl, false, encoding);
-    if (!document)
-        document = parseOnce(escaped, baseUrl, true, encoding);
+    std::shared_ptr<XMLDocument> document;
+    bool entityLoop = false;
+    if (!data.isEmpty() && data.size() <= INT_MAX)
+        document = parseOnce(data, baseUrl, false, nullptr, &entityLoop);
+    if (!document && !data.isEmpty() && data.size() <= INT_MAX && leniency == Leniency::Forgiving) {
+        const char *encoding = isUndeclaredLegacyText(data) ? "windows-1252" : nullptr;
+        const QByteArray escaped = isSingleByteBased(data) ? escapeBareAmpersands(data) : data;
+        if (escaped != data || encoding)
+            document = parseOnce(escaped, baseUrl, false, encoding, &entityLoop);
+        if (!document)
+            document = parseOnce(escaped, baseUrl, true, encoding, &entityLoop);
+    }
+    if (document) {
+        document->m_inputSize = data.size();
+        // What libxml2 kept before its own bound stopped it is refused as ours would be.
+        document->m_entitiesExpandTooFar = entityLoop;
+    } else if (problem) {
+        *problem = entityLoop ? entityExpansionProblem() : QStringLiteral("it is not well-formed XML");
+    }
     return document;
 }
 
 std::shared_ptr<XMLDocument> XMLDocument::parseOnce(const QByteArray &data, const QString &baseUrl, bool recover,
-                                                    const char *encoding)
+                                                    const char *encoding, bool *entityLoop)
 {
     xmlSetGenericErrorFunc(nullptr, ignoreGenericError);
     xmlSetStructuredErrorFunc(nullptr, ignoreStructuredError);
@@ -223,6 +232,8 @@ std::shared_ptr<XMLDocument> XMLDocument::parseOnce(const QByteArray &data, cons
     xmlDocPtr doc = xmlCtxtReadMemory(parser, data.constData(), int(data.size()),
                                       url.isEmpty() ? nullptr : url.constData(), encoding, options);
     const bool wellFormed = parser->wellFormed != 0;
+    if (parser->errNo == XML_ERR_ENTITY_LOOP)
+        *entityLoop = true;
     xmlFreeParserCtxt(parser);
     const bool usable = doc && (wellFormed || (recover && xmlDocGetRootElement(doc)));
     if (!usable) {
@@ -272,6 +283,8 @@ QByteArray XMLDocument::escapeBareAmpersands(const QByteArray &data)
 
 QString XMLDocument::entityText(const QString &name) const
 {
+    if (m_entitiesExpandTooFar)
+        return QString();
     const QByteArray key = name.toUtf8();
     xmlEntityPtr entity = xmlGetDocEntity(m_doc, xmlText(key.constData()));
     if (!entity && m_entities)
@@ -279,17 +292,34 @@ QString XMLDocument::entityText(const QString &name) const
     // An external entity is never read: its text is unknown here.
     if (!entity || !entity->content || entity->etype == XML_EXTERNAL_GENERAL_PARSED_ENTITY)
         return QString();
-    return QString::fromUtf8(reinterpret_cast<const char *>(entity->content));
+    const QString text = QString::fromUtf8(reinterpret_cast<const char *>(entity->content));
+    return takeEntityText(text.size()) ? text : QString();
 }
 
 std::optional<QString> XMLDocument::declaredEntityText(const QString &name) const
 {
+    if (m_entitiesExpandTooFar)
+        return std::nullopt;
     const QByteArray key = name.toUtf8();
     xmlEntityPtr entity = xmlGetDocEntity(m_doc, xmlText(key.constData()));
     if (!entity || entity->etype != XML_INTERNAL_GENERAL_ENTITY || !entity->content)
         return std::nullopt;
     const QString text = QString::fromUtf8(reinterpret_cast<const char *>(entity->content));
-    if (text.contains(QLatin1Char('&')) || text.contains(QLatin1Char('<')))
+    if (text.contains(QLatin1Char('&')) || text.contains(QLatin1Char('<')) || !takeEntityText(text.size()))
         return std::nullopt;
     return text;
+}
+
+bool XMLDocument::takeEntityText(qsizetype size) const
+{
+    const qsizetype allowed =
+        qMin(kMaxEntityText, qMax(kFreeEntityText, kEntityAmplification * qMin(m_inputSize, kMaxEntityText)));
+    m_entityText += size;
+    m_entitiesExpandTooFar = m_entityText > allowed;
+    return !m_entitiesExpandTooFar;
+}
+
+QString XMLDocument::entityExpansionProblem()
+{
+    return QStringLiteral("its entities expand into far more text than the document holds");
 }

@@ -193,9 +193,10 @@ std::shared_ptr<XMLTree> XMLTree::treeWithURL(const QUrl &url)
     return treeWithData(data, url);
 }
 
-std::shared_ptr<XMLTree> XMLTree::treeWithData(const QByteArray &data, const QUrl &resolvingUrl)
+std::shared_ptr<XMLTree> XMLTree::treeWithData(const QByteArray &data, const QUrl &resolvingUrl, QString *problem)
 {
-    std::shared_ptr<XMLDocument> document = XMLDocument::parse(data, resolvingUrl.toString());
+    std::shared_ptr<XMLDocument> document =
+        XMLDocument::parse(data, resolvingUrl.toString(), XMLDocument::Leniency::Strict, problem);
     if (!document)
         return nullptr;
     return std::shared_ptr<XMLTree>(new XMLTree(document, reinterpret_cast<xmlNodePtr>(document->doc())));
@@ -324,4 +325,9 @@ QString XMLTree::xml() const
 {
     const QByteArray bytes = XMLData();
     return bytes.isEmpty() ? QString() : QString::fromUtf8(bytes);
+}
+
+bool XMLTree::entitiesExpandTooFar() const
+{
+    return m_document->entitiesExpandTooFar();
 }

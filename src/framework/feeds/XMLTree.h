@@ -49,8 +49,10 @@ public:
                                                      const Attributes &attributes = {});
     // The document read from a file or downloaded; null when there is none or it is not well-formed.
     static std::shared_ptr<XMLTree> treeWithURL(const QUrl &url);
-    // Null for null data and for bytes that are not well-formed XML.
-    static std::shared_ptr<XMLTree> treeWithData(const QByteArray &data, const QUrl &resolvingUrl = QUrl());
+    // Null for null data and for bytes that are not well-formed XML, with *problem saying why in
+    // words for the user.
+    static std::shared_ptr<XMLTree> treeWithData(const QByteArray &data, const QUrl &resolvingUrl = QUrl(),
+                                                 QString *problem = nullptr);
 
     int count() const;
     std::shared_ptr<XMLTree> childAtIndex(int index) const;
@@ -79,6 +81,9 @@ public:
     QString description() const;
     QString stringValue() const { return description(); }
     QByteArray XMLData() const;
+    // True once the entity references of this tree's document have made more text than it may
+    // (see XMLDocument); a reader then refuses the document, whose values have stopped growing.
+    bool entitiesExpandTooFar() const;
     // XMLData() as UTF-8; null when empty.
     QString xml() const;
 
