@@ -31,6 +31,8 @@ private Q_SLOTS:
 
     void searchFolders_data();
     void searchFolders();
+    void aFolderReachedTwiceIsSearchedOnce_data();
+    void aFolderReachedTwiceIsSearchedOnce();
     void newestVersionWins_data();
     void newestVersionWins();
     void joinedVersionNumber_data();
@@ -207,6 +209,37 @@ void PluginManagerTest::searchFolders()
         QCOMPARE(folders.at(2), Paths::applicationSupportFolder() + QLatin1Char('/') + expectedUserFolder);
         QCOMPARE(manager.plugins().keys(), QStringList{QStringLiteral("Hello")});
     }
+}
+
+void PluginManagerTest::aFolderReachedTwiceIsSearchedOnce_data()
+{
+    QTest::addColumn<bool>("linkedOuterLib");
+    QTest::addColumn<bool>("linkedUserFolder");
+    // As an install to /usr on Debian, where /lib is /usr/lib.
+    QTest::newRow("outer lib is the prefix's lib") << true << false;
+    QTest::newRow("user folder is the built-in one") << false << true;
+    QTest::newRow("all three are one") << true << true;
+}
+
+void PluginManagerTest::aFolderReachedTwiceIsSearchedOnce()
+{
+    QFETCH(bool, linkedOuterLib);
+    QFETCH(bool, linkedUserFolder);
+    const QString prefix = linkedOuterLib ? m_tree->prefixWithLinkedOuterLib() : m_tree->prefix();
+    const QString builtIn = prefix + QStringLiteral("/lib/tivaro/PlugIns");
+    QVERIFY(!PluginTree::install(QStringLiteral("Hello.tvr"), builtIn).isEmpty());
+    if (linkedUserFolder) {
+        QVERIFY(QDir().mkpath(Paths::applicationSupportFolder()));
+        QVERIFY(QFile::link(builtIn, Paths::applicationSupportFolder() + QStringLiteral("/PlugIns")));
+    }
+
+    PluginManager manager(prefix);
+    QStringList expected{builtIn};
+    if (!linkedOuterLib)
+        expected.append(m_tree->outerFolder());
+    QCOMPARE(manager.searchFolders(), expected);
+    QCOMPARE(manager.plugins().keys(), QStringList{QStringLiteral("Hello")});
+    QVERIFY(manager.rejections().isEmpty());
 }
 
 void PluginManagerTest::newestVersionWins_data()
