@@ -7,6 +7,7 @@
 #include "core/UserDefaults.h"
 
 #include <QDir>
+#include <QProcess>
 #include <QtTest>
 
 // `tivaro defaults` and `tivaro prefs` as a user runs them, against real preference files; the
@@ -27,6 +28,8 @@ private Q_SLOTS:
     void wrongInputChangesNothing();
     void aCorruptFileIsKeptAside();
     void pluginPreferences();
+    void parallelWritesKeepEveryKey_data();
+    void parallelWritesKeepEveryKey();
 
 private:
     static QString applicationFile() { return Paths::preferencesFileForDomain(UserDefaults::applicationDomain()); }
@@ -200,6 +203,39 @@ void CliDefaultsTest::pluginPreferences()
     const CliRun help = CliRun::run({"prefs", "--help"});
     QCOMPARE(help.exitCode, 0);
     QVERIFY(help.out.contains("bundle identifier"));
+}
+
+void CliDefaultsTest::parallelWritesKeepEveryKey_data()
+{
+    QTest::addColumn<QStringList>("command");
+    QTest::addColumn<QString>("file");
+    QTest::newRow("defaults") << QStringList{"defaults"} << applicationFile();
+    QTest::newRow("prefs") << QStringList{"prefs", "Text Files"} << pluginFile();
+}
+
+// Ten programs writing one key each at the same time: every key is there afterwards, and so is the
+// one that was there before.
+void CliDefaultsTest::parallelWritesKeepEveryKey()
+{
+    QFETCH(QStringList, command);
+    QFETCH(QString, file);
+    QVERIFY(QDir().mkpath(QFileInfo(file).absolutePath()));
+    QVERIFY(PropertyList::writeFile(file, QVariantMap{{"before", "kept"}}));
+    constexpr int kWriters = 10;
+    std::vector<std::unique_ptr<QProcess>> writers;
+    for (int i = 0; i < kWriters; ++i) {
+        writers.push_back(std::make_unique<QProcess>());
+        writers.back()->start(qEnvironmentVariable("TIVARO_CLI"),
+                              command + QStringList{"write", QString("key%1").arg(i), QString("value%1").arg(i)});
+    }
+    for (const auto &writer : writers) {
+        QVERIFY(writer->waitForFinished(60000));
+        QVERIFY2(writer->exitCode() == 0, writer->readAllStandardError().constData());
+    }
+    QVariantMap expected{{"before", "kept"}};
+    for (int i = 0; i < kWriters; ++i)
+        expected.insert(QString("key%1").arg(i), QString("value%1").arg(i));
+    QCOMPARE(stored(file), expected);
 }
 
 QTEST_MAIN(CliDefaultsTest)
