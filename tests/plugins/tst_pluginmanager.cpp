@@ -413,6 +413,24 @@ void PluginManagerTest::syncChoice_data()
     QTest::newRow("no flag set: none") << QVariantMap{{QStringLiteral("syncAll"), false},
                                                       {QStringLiteral("tools"), tools}}
                                        << QStringList();
+
+    // Booleans stored as text or numbers read as UserDefaults::boolForKey reads them.
+    const auto textTool = [](const char *name, const QVariant &sync) {
+        return QVariantMap{{QStringLiteral("tool"), QLatin1String(name)}, {QStringLiteral("sync"), sync}};
+    };
+    const QVariantList textTools{textTool("News", QStringLiteral("YES")), textTool("Notes", QStringLiteral("NO")),
+                                 textTool("Contacts", QStringLiteral("no"))};
+    QTest::newRow("\"NO\" is false, \"YES\" true")
+        << QVariantMap{{QStringLiteral("syncAll"), QStringLiteral("NO")},
+                       {QStringLiteral("syncOnlySelected"), QStringLiteral("YES")},
+                       {QStringLiteral("tools"), textTools}}
+        << QStringList{QStringLiteral("News")};
+    QTest::newRow("\"false\" and 0 are false, \"true\" and 1 true")
+        << QVariantMap{{QStringLiteral("syncAll"), QStringLiteral("false")},
+                       {QStringLiteral("syncOnlySelected"), 0},
+                       {QStringLiteral("syncAllButSelected"), QStringLiteral("true")},
+                       {QStringLiteral("tools"), QVariantList{textTool("Notes", 1), textTool("News", 0.0)}}}
+        << QStringList{QStringLiteral("Contacts"), QStringLiteral("News")};
 }
 
 void PluginManagerTest::syncChoice()

@@ -226,6 +226,17 @@ void SyncerTest::choosesPluginsByType_data()
         << 0 << QStringList() << QVariantMap{{"prefsNormalSync", "Beta"}} << all << false;
     QTest::newRow("quick") << 3 << QStringList{"Gamma"} << QVariantMap{{"prefsNormalSync", onlyBeta}}
                            << QStringList{"Gamma"} << false;
+    // Stored as text, as `defaults write -dict` once did: "NO" is false, as boolForKey reads it.
+    const QVariantMap textFlags{{"syncAll", "NO"},
+                                {"syncOnlySelected", "YES"},
+                                {"ejectAfterSync", "NO"},
+                                {"tools", QVariantList{QVariantMap{{"tool", "Beta"}, {"sync", "YES"}},
+                                                       QVariantMap{{"tool", "Gamma"}, {"sync", "NO"}}}}};
+    QTest::newRow("normal, booleans as text")
+        << 0 << QStringList() << QVariantMap{{"prefsNormalSync", textFlags}} << QStringList{"Beta"} << false;
+    QTest::newRow("connect, eject as text")
+        << 1 << QStringList()
+        << QVariantMap{{"prefsiPodConnect", QVariantMap{{"syncAll", "YES"}, {"ejectAfterSync", "yes"}}}} << all << true;
     QTest::newRow("caller's list, unknown name dropped")
         << 2 << QStringList{"Gamma", "Nobody", "Alpha"} << QVariantMap() << QStringList{"Alpha", "Gamma"} << false;
 }

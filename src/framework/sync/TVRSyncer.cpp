@@ -177,7 +177,7 @@ void TVRSyncer::chooseFromPreference(const QString &key, bool takeEject)
     const QVariantMap choice = m_defaults.dictionaryForKey(key);
     m_pluginsToSync = ConfigureSyncUtils::plugins(m_plugins.keys(), choice);
     if (takeEject)
-        m_ejectAfterSync = choice.value(QStringLiteral("ejectAfterSync")).toBool();
+        m_ejectAfterSync = UserDefaults::boolValue(choice.value(QStringLiteral("ejectAfterSync")));
 }
 
 void TVRSyncer::startPrepareSync()
