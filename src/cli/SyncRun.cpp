@@ -52,12 +52,14 @@ int SyncRun::exec(const Request &request)
     InterruptWatcher watcher;
     connect(&watcher, &InterruptWatcher::interrupted, this, &SyncRun::interrupted);
 
-    m_syncer.setEjectAfterSync(request.eject);
     const bool started = request.type == TVRSyncer::QuickSync
                              ? (m_syncer.setiPod(request.iPod), m_syncer.quickSync(request.plugins.value(0)))
                              : m_syncer.sync(request.type, request.plugins, request.iPod);
     if (!started)
         return m_console.fail(m_syncer.lastError(), ExitCode::Failure);
+    // After the start, which has read the preference's "ejectAfterSync" for a normal or connect sync.
+    if (request.eject)
+        m_syncer.setEjectAfterSync(*request.eject);
     m_loop.exec();
 
     if (m_cancelled)

@@ -8,6 +8,8 @@
 
 #include <QEventLoop>
 
+#include <optional>
+
 class Console;
 
 // One sync started from the command line, from the first status line to the summary: runs the
@@ -21,7 +23,9 @@ public:
         TVRiPodPtr iPod;
         qint32 type = TVRSyncer::NormalSync;
         QStringList plugins;
-        bool eject = false;
+        // Set: the command line's word on ejecting, which wins over the preference's. Unset: a normal
+        // or connect sync ejects as its preference says, and the others do not.
+        std::optional<bool> eject;
     };
 
     SyncRun(const TVRSyncer::PluginMap &plugins, Console &console);

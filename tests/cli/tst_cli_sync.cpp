@@ -26,12 +26,17 @@ private Q_SLOTS:
     void redrawsInPlaceOnATerminal();
     void exitStatus_data();
     void exitStatus();
+    void ejectAfterSync_data();
+    void ejectAfterSync();
     void ctrlCStopsAfterThePlugin();
     void secondCtrlCStopsAtOnce();
     void secondSyncToTheSameIPodIsRefused();
 
 private:
     void setPrefs(const QString &plugin, const QVariantMap &values) const;
+    // A copy of the program installed in the plug-in tree's prefix: it finds the test's plug-ins and
+    // none of those the build tree bundles, so "every plug-in" means Alpha and Beta.
+    QString installedProgram() const;
     // Starts `tivaro sync` and waits until it says `line`.
     void startSync(QProcess &process, const QStringList &arguments, const QString &line);
 
@@ -58,6 +63,16 @@ void CliSyncTest::cleanup()
 void CliSyncTest::setPrefs(const QString &plugin, const QVariantMap &values) const
 {
     m_home->writePluginPreferences("org.tivaro.test." + plugin.toLower(), values);
+}
+
+QString CliSyncTest::installedProgram() const
+{
+    const QString program = m_tree->prefix() + "/bin/tivaro";
+    if (!QFileInfo::exists(program) &&
+        !(QDir().mkpath(m_tree->prefix() + "/bin") && QFile::copy(qEnvironmentVariable("TIVARO_CLI"), program) &&
+          QFile::setPermissions(program, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner)))
+        return {};
+    return program;
 }
 
 void CliSyncTest::startSync(QProcess &process, const QStringList &arguments, const QString &line)
@@ -156,6 +171,10 @@ void CliSyncTest::exitStatus_data()
     QTest::newRow("two choices") << QStringList{"--quick", "Alpha", "--plugins", "Beta"} << QVariantMap() << 2
                                  << "give one of --type, --plugins and --quick";
     QTest::newRow("not an iPod") << QStringList{"--ipod", "/nonexistent"} << QVariantMap() << 1 << "/nonexistent";
+    QTest::newRow("eject and no eject") << QStringList{"--eject", "--no-eject"} << QVariantMap() << 2
+                                        << "give one of --eject and --no-eject";
+    QTest::newRow("eject type, no eject")
+        << QStringList{"--type", "eject", "--no-eject"} << QVariantMap() << 2 << "--type eject always ejects";
 }
 
 void CliSyncTest::exitStatus()
@@ -170,6 +189,43 @@ void CliSyncTest::exitStatus()
     const CliRun run = CliRun::run(QStringList{"sync"} + arguments);
     QCOMPARE(run.exitCode, status);
     QVERIFY2((run.out + run.err).contains(said), qPrintable(run.out + run.err));
+}
+
+void CliSyncTest::ejectAfterSync_data()
+{
+    QTest::addColumn<QStringList>("preference");
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<bool>("ejected");
+    const QStringList keep{"prefsNormalSync", "-dict", "syncAll", "YES", "ejectAfterSync", "NO"};
+    const QStringList eject{"prefsNormalSync", "-dict", "syncAll", "YES", "ejectAfterSync", "YES"};
+    QTest::newRow("NO written with -dict") << keep << QStringList() << false;
+    QTest::newRow("YES written with -dict") << eject << QStringList() << true;
+    QTest::newRow("--eject wins over NO") << keep << QStringList{"--eject"} << true;
+    QTest::newRow("--no-eject wins over YES") << eject << QStringList{"--no-eject"} << false;
+    QTest::newRow("connect: --eject wins over NO")
+        << QStringList{"prefsiPodConnect", "-dict", "syncAll", "YES", "ejectAfterSync", "NO"}
+        << QStringList{"--type", "connect", "--eject"} << true;
+}
+
+// The preference's "ejectAfterSync" as `tivaro defaults write -dict` stores it, and the command line
+// winning over it, onto a FAT32 volume that really is ejected or stays.
+void CliSyncTest::ejectAfterSync()
+{
+    QFETCH(QStringList, preference);
+    QFETCH(QStringList, options);
+    QFETCH(bool, ejected);
+    FatVolume volume("IPOD");
+    if (!volume.isMounted())
+        QSKIP(qPrintable(volume.skipReason()));
+    const QString iPod = IPodFixture::createWithFamily(volume.mountPoint(), 6, "SER9");
+    QCOMPARE(CliRun::run(QStringList{"defaults", "write"} + preference).exitCode, 0);
+
+    const CliRun run = CliRun::run(QStringList{"sync", "--ipod", iPod} + options, {}, installedProgram());
+    QVERIFY2(run.exitCode == 0, qPrintable(run.out + run.err));
+    QVERIFY(run.out.contains("2 plug-ins run (Alpha, Beta)"));
+    QCOMPARE(run.out.contains("Ejected \"IPOD\"; it may be unplugged."), ejected);
+    QCOMPARE(run.out.contains("Ejecting"), ejected);
+    QCOMPARE(volume.isListedInMountTable(), !ejected);
 }
 
 void CliSyncTest::ctrlCStopsAfterThePlugin()

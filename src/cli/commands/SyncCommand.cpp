@@ -52,8 +52,11 @@ int SyncCommand::run(const QStringList &arguments, Console &console)
                                      QStringLiteral("NAME,..."));
     const QCommandLineOption quick(QStringLiteral("quick"), QStringLiteral("Sync this one plug-in only."),
                                    QStringLiteral("NAME"));
-    const QCommandLineOption eject(QStringLiteral("eject"), QStringLiteral("Eject the iPod when the sync is done."));
-    for (const QCommandLineOption &option : {ipod, type, plugins, quick, eject})
+    const QCommandLineOption eject(
+        QStringLiteral("eject"), QStringLiteral("Eject the iPod when the sync is done, whatever the preference says."));
+    const QCommandLineOption noEject(QStringLiteral("no-eject"),
+                                     QStringLiteral("Leave the iPod mounted, whatever the preference says."));
+    for (const QCommandLineOption &option : {ipod, type, plugins, quick, eject, noEject})
         options.addOption(option);
     if (const std::optional<int> exit = options.parse(arguments, console))
         return *exit;
@@ -63,8 +66,12 @@ int SyncCommand::run(const QStringList &arguments, Console &console)
     if (int(parser.isSet(type)) + int(parser.isSet(plugins)) + int(parser.isSet(quick)) > 1)
         return console.fail(QStringLiteral("give one of --type, --plugins and --quick"), ExitCode::Usage);
 
+    if (parser.isSet(eject) && parser.isSet(noEject))
+        return console.fail(QStringLiteral("give one of --eject and --no-eject"), ExitCode::Usage);
+
     SyncRun::Request request;
-    request.eject = parser.isSet(eject);
+    if (parser.isSet(eject) || parser.isSet(noEject))
+        request.eject = parser.isSet(eject);
     if (parser.isSet(quick)) {
         request.type = TVRSyncer::QuickSync;
         request.plugins = {parser.value(quick)};
@@ -77,6 +84,10 @@ int SyncCommand::run(const QStringList &arguments, Console &console)
             return console.fail(QStringLiteral("--plugins names no plug-in"), ExitCode::Usage);
     } else if (const std::optional<qint32> chosen = syncTypeNamed(parser.value(type))) {
         request.type = *chosen;
+        if (request.type == TVRSyncer::NormalSyncThenEject && request.eject == false)
+            return console.fail(
+                QStringLiteral("--type eject always ejects; leave out --no-eject, or use --type normal"),
+                ExitCode::Usage);
     } else {
         return console.fail(QStringLiteral("--type is normal, connect or eject, not \"%1\"").arg(parser.value(type)),
                             ExitCode::Usage);

@@ -59,6 +59,8 @@ public:
     void setProgressIndicator(TVRProgressIndicator *indicator) { m_pluginProgress = indicator; }
     void setAlerter(TVRSyncAlerter *alerter) { m_alerter = alerter; }
 
+    // Read when the sync finishes. A normal or connect sync sets it from its preference when it
+    // starts (an eject sync sets it true), so a caller whose word wins sets it after the start.
     void setEjectAfterSync(bool eject) { m_ejectAfterSync = eject; }
     bool ejectAfterSync() const { return m_ejectAfterSync; }
     bool isSyncing() const { return m_isSyncing; }
