@@ -6,6 +6,9 @@
 
 #include "sync/SyncLogFile.h"
 
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QtTest>
 
@@ -26,6 +29,8 @@ private Q_SLOTS:
     void redrawsInPlaceOnATerminal();
     void exitStatus_data();
     void exitStatus();
+    void nothingToRun_data();
+    void nothingToRun();
     void ejectAfterSync_data();
     void ejectAfterSync();
     void ctrlCStopsAfterThePlugin();
@@ -164,8 +169,8 @@ void CliSyncTest::exitStatus_data()
                                    << "Errors:\n  Download failed: notascheme:/x\n";
     QTest::newRow("eject of a folder") << QStringList{"--quick", "Beta", "--eject"} << QVariantMap() << 1
                                        << "could not eject \"Pocket\"";
-    QTest::newRow("unknown plug-in") << QStringList{"--plugins", "Nobody"} << QVariantMap() << 0
-                                     << "no plug-in is named \"Nobody\"";
+    QTest::newRow("one unknown plug-in of two") << QStringList{"--plugins", "Nobody,Beta"} << QVariantMap() << 0
+                                                << "the plug-in \"Nobody\" is not installed (see `tivaro plugins`)";
     QTest::newRow("unknown type") << QStringList{"--type", "weekly"} << QVariantMap() << 2
                                   << "--type is normal, connect or eject";
     QTest::newRow("two choices") << QStringList{"--quick", "Alpha", "--plugins", "Beta"} << QVariantMap() << 2
@@ -189,6 +194,48 @@ void CliSyncTest::exitStatus()
     const CliRun run = CliRun::run(QStringList{"sync"} + arguments);
     QCOMPARE(run.exitCode, status);
     QVERIFY2((run.out + run.err).contains(said), qPrintable(run.out + run.err));
+}
+
+void CliSyncTest::nothingToRun_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QVariantMap>("preferences");
+    QTest::addColumn<QString>("error");
+    const QVariantMap onlyNews{{"syncOnlySelected", true},
+                               {"tools", QVariantList{QVariantMap{{"tool", "News"}, {"sync", true}}}}};
+    QTest::newRow("stored choice") << QStringList() << QVariantMap{{"prefsNormalSync", onlyNews}}
+                                   << "the chosen plug-in \"News\" is not installed (installed: Alpha, Beta).";
+    QTest::newRow("stored choice, connect")
+        << QStringList{"--type", "connect"} << QVariantMap{{"prefsiPodConnect", onlyNews}}
+        << "the chosen plug-in \"News\" is not installed (installed: Alpha, Beta).";
+    QTest::newRow("--plugins") << QStringList{"--plugins", "Nobody,Gone"} << QVariantMap()
+                               << "the chosen plug-ins \"Nobody\", \"Gone\" are not installed (installed: Alpha, "
+                                  "Beta).";
+    QTest::newRow("--quick") << QStringList{"--quick", "Nobody"} << QVariantMap()
+                             << "the chosen plug-in \"Nobody\" is not installed (installed: Alpha, Beta).";
+}
+
+// A sync that runs no plug-in at all is no clean sync: the log and the terminal say why, and the
+// exit status is 1.
+void CliSyncTest::nothingToRun()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QVariantMap, preferences);
+    QFETCH(QString, error);
+    m_home->writeApplicationPreferences(preferences);
+    const CliRun run = CliRun::run(QStringList{"sync", "--ipod", m_iPod} + arguments, {}, installedProgram());
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.out.contains("Errors:\n  Nothing was synced: " + error + "\n"), qPrintable(run.out + run.err));
+    QVERIFY(run.out.contains("complete in"));
+    QVERIFY(run.out.contains("0 plug-ins run, 1 error"));
+    // Each missing name is said once, by the sync itself.
+    QVERIFY2(!run.err.contains("is not installed"), qPrintable(run.err));
+
+    const CliRun log = CliRun::run({"log", "--json", "--last", "1"});
+    QCOMPARE(log.exitCode, 0);
+    const QJsonObject entry = QJsonDocument::fromJson(log.out.toUtf8()).array().first().toObject();
+    QCOMPARE(entry.value("errorCount").toInt(), 1);
+    QVERIFY(entry.value("text").toString().contains("Nothing was synced: " + error));
 }
 
 void CliSyncTest::ejectAfterSync_data()

@@ -94,6 +94,8 @@ private Q_SLOTS:
     void cancelStopsAfterTheRunningPlugin_data();
     void cancelStopsAfterTheRunningPlugin();
     void missingPluginIsLoggedAndSkipped();
+    void nothingToRunIsAnError_data();
+    void nothingToRunIsAnError();
     void warnsAboutTooManyNotes_data();
     void warnsAboutTooManyNotes();
     void removesAnEmptyTivaroFolder_data();
@@ -374,6 +376,53 @@ void SyncerTest::missingPluginIsLoggedAndSkipped()
     QVERIFY(logText(syncer).contains("Failed to load Ghost"));
     QCOMPARE(syncer.logManager()->errorCount(), 1);
     QCOMPARE(m_display.value, m_display.maximum);
+}
+
+void SyncerTest::nothingToRunIsAnError_data()
+{
+    QTest::addColumn<qint32>("type");
+    QTest::addColumn<QStringList>("given");
+    QTest::addColumn<QVariantMap>("preferences");
+    QTest::addColumn<bool>("installed");
+    QTest::addColumn<QString>("error");
+    const QVariantMap onlyGone{
+        {"prefsNormalSync", QVariantMap{{"syncOnlySelected", true},
+                                        {"tools", QVariantList{QVariantMap{{"tool", "News"}, {"sync", true}},
+                                                               QVariantMap{{"tool", "Alpha"}, {"sync", false}}}}}}};
+    QTest::newRow("stored choice of one not installed")
+        << 0 << QStringList() << onlyGone << true
+        << "Nothing was synced: the chosen plug-in \"News\" is not installed (installed: Alpha, Beta, Gamma).";
+    QTest::newRow("caller's list of two not installed")
+        << 2 << QStringList{"Nobody", "Gone", "Nobody"} << QVariantMap() << true
+        << "Nothing was synced: the chosen plug-ins \"Nobody\", \"Gone\" are not installed (installed: Alpha, Beta, "
+           "Gamma).";
+    QTest::newRow("quick sync of one not installed")
+        << 3 << QStringList{"Nobody"} << QVariantMap() << true << "the chosen plug-in \"Nobody\" is not installed";
+    QTest::newRow("none installed") << 0 << QStringList() << QVariantMap() << false
+                                    << "Nothing was synced: no plug-ins are installed.";
+}
+
+// A sync that would run nothing says so in its log as an error, rather than completing in silence.
+void SyncerTest::nothingToRunIsAnError()
+{
+    QFETCH(qint32, type);
+    QFETCH(QStringList, given);
+    QFETCH(QVariantMap, preferences);
+    QFETCH(bool, installed);
+    QFETCH(QString, error);
+    m_home->writeApplicationPreferences(preferences);
+    TVRSyncer syncer(installed ? plugins() : TVRSyncer::PluginMap(), &m_display);
+    if (type == TVRSyncer::QuickSync) {
+        syncer.setiPod(m_iPod);
+        QVERIFY(syncer.quickSync(given.first()));
+        QVERIFY(QTest::qWaitFor([&] { return m_display.finished == 1; }, 10000));
+    } else {
+        QVERIFY(runSync(syncer, type, given));
+    }
+    QVERIFY(syncer.pluginsRun().isEmpty());
+    QVERIFY2(logText(syncer).contains(error), qPrintable(logText(syncer)));
+    QCOMPARE(syncer.logManager()->errorCount(), 1);
+    QCOMPARE(SyncLogFile::readEntries()->size(), 1);
 }
 
 void SyncerTest::warnsAboutTooManyNotes_data()

@@ -8,6 +8,8 @@
 
 #include "plugins/PluginManager.h"
 
+#include <algorithm>
+
 namespace {
 
 std::optional<qint32> syncTypeNamed(const QString &name)
@@ -98,9 +100,13 @@ int SyncCommand::run(const QStringList &arguments, Console &console)
         return ExitCode::Failure;
 
     const TVRSyncer::PluginMap installed = PluginManager::pluginManager()->plugins();
+    // When none is installed the sync itself logs it as an error, and the summary lists it.
+    const bool someInstalled = std::any_of(request.plugins.cbegin(), request.plugins.cend(),
+                                           [&](const QString &name) { return installed.contains(name); });
     for (const QString &name : std::as_const(request.plugins)) {
-        if (!installed.contains(name))
-            console.warn(QStringLiteral("no plug-in is named \"%1\" (see `tivaro plugins`); it is left out").arg(name));
+        if (someInstalled && !installed.contains(name))
+            console.warn(
+                QStringLiteral("the plug-in \"%1\" is not installed (see `tivaro plugins`); it is left out").arg(name));
     }
     SyncRun run(installed, console);
     return run.exec(request);

@@ -156,6 +156,7 @@ bool TVRSyncer::performSync(qint32 type)
 
     m_logManager->appendBigHeading(QStringLiteral("Syncing to %1").arg(m_synciPod->name()));
     m_logManager->appendLog(QStringLiteral("Type: %1").arg(m_synciPod->iPodFamilyDescription()));
+    logWhenNothingToRun();
 
     if (m_pluginProgress) {
         m_pluginProgress->setIndeterminate(true);
@@ -178,6 +179,32 @@ void TVRSyncer::chooseFromPreference(const QString &key, bool takeEject)
     m_pluginsToSync = ConfigureSyncUtils::plugins(m_plugins.keys(), choice);
     if (takeEject)
         m_ejectAfterSync = UserDefaults::boolValue(choice.value(QStringLiteral("ejectAfterSync")));
+}
+
+void TVRSyncer::logWhenNothingToRun()
+{
+    if (m_plugins.isEmpty()) {
+        m_logManager->appendError(QStringLiteral("Nothing was synced: no plug-ins are installed."));
+        return;
+    }
+    // An empty choice means every plug-in; a plug-in that failed to load is still there to name.
+    QStringList missing;
+    for (const QString &name : std::as_const(m_pluginsToSync)) {
+        if (m_plugins.contains(name))
+            return;
+        const QString quoted = QLatin1Char('"') + name + QLatin1Char('"');
+        if (!missing.contains(quoted))
+            missing.append(quoted);
+    }
+    if (missing.isEmpty())
+        return;
+    const QString installed = m_plugins.keys().join(QStringLiteral(", "));
+    m_logManager->appendError(
+        missing.size() == 1
+            ? QStringLiteral("Nothing was synced: the chosen plug-in %1 is not installed (installed: %2).")
+                  .arg(missing.constFirst(), installed)
+            : QStringLiteral("Nothing was synced: the chosen plug-ins %1 are not installed (installed: %2).")
+                  .arg(missing.join(QStringLiteral(", ")), installed));
 }
 
 void TVRSyncer::startPrepareSync()

@@ -117,6 +117,9 @@ private:
     // True, with lastError() set, while a sync (or the end of a cancelled one) is under way.
     bool refusedWhileRunning();
     void chooseFromPreference(const QString &key, bool takeEject);
+    // Logs an error when the choice names no installed plug-in, or none is installed: such a sync
+    // runs nothing and must not pass for a clean one.
+    void logWhenNothingToRun();
     void startPrepareSync();
     // Runs on a worker thread, on copies, so that nothing it reads changes under it.
     static Preparation prepareSync(const PluginMap &plugins, const QStringList &pluginsToSync);
