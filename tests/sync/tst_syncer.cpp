@@ -103,6 +103,8 @@ private Q_SLOTS:
     void lastSyncInfo_data();
     void lastSyncInfo();
     void ejectOfAFolderFailsCleanly();
+    void iPodStaysLockedUntilTheEjectIsTried_data();
+    void iPodStaysLockedUntilTheEjectIsTried();
     void secondSyncToTheSameIPodIsRefused();
     void corruptSyncLogIsKeptAside();
     void iPodRemovedMidSync();
@@ -518,6 +520,50 @@ void SyncerTest::ejectOfAFolderFailsCleanly()
     QCOMPARE(ejects.first().at(0).toBool(), false);
     QVERIFY(!ejects.first().at(1).toString().isEmpty());
     QVERIFY(QFileInfo::exists(m_iPod->sysInfoPath()));
+}
+
+void SyncerTest::iPodStaysLockedUntilTheEjectIsTried_data()
+{
+    QTest::addColumn<bool>("cancelEject");
+    QTest::newRow("eject tried") << false;
+    QTest::newRow("eject cancelled") << true;
+}
+
+// Between the end of a sync and the eject it asked for, no sync may start on the iPod: not on this
+// syncer, not on another, here or in another process.
+void SyncerTest::iPodStaysLockedUntilTheEjectIsTried()
+{
+    QFETCH(bool, cancelEject);
+    TVRSyncer syncer(plugins(), &m_display);
+    QSignalSpy ejects(&syncer, &TVRSyncer::ejectAttempted);
+    QVERIFY(!syncer.cancelEject());
+    QVERIFY(runSync(syncer, TVRSyncer::NormalSyncThenEject));
+    QVERIFY(ejects.isEmpty());
+    QVERIFY(syncer.isEjectPending());
+
+    QVERIFY(!syncer.sync(TVRSyncer::ListSync, {"Beta"}, m_iPod));
+    QCOMPARE(syncer.lastError(),
+             QString("The iPod of the last sync is about to be ejected; try again once it has been."));
+    RecordingDisplay otherDisplay;
+    TVRSyncer other(plugins(), &otherDisplay);
+    QVERIFY(!other.sync(TVRSyncer::ListSync, {"Beta"}, m_iPod));
+    QVERIFY2(other.lastError().startsWith("Another sync to \"Tivaro iPod\" is running (process "),
+             qPrintable(other.lastError()));
+
+    if (cancelEject) {
+        QVERIFY(syncer.cancelEject());
+        QVERIFY(!syncer.isEjectPending());
+    } else {
+        QVERIFY(ejects.wait(5000));
+    }
+    QVERIFY(other.sync(TVRSyncer::ListSync, {"Beta"}, m_iPod));
+    QVERIFY(QTest::qWaitFor([&] { return otherDisplay.finished == 1; }, 10000));
+    QCOMPARE(other.pluginsRun(), QStringList({"Beta"}));
+    if (cancelEject) {
+        // The cancelled eject never comes.
+        QTest::qWait(2500);
+        QVERIFY(ejects.isEmpty());
+    }
 }
 
 void SyncerTest::secondSyncToTheSameIPodIsRefused()

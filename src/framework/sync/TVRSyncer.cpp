@@ -95,7 +95,9 @@ bool TVRSyncer::refusedWhileRunning()
 {
     if (m_running)
         m_lastError = QStringLiteral("A sync is already running.");
-    return m_running;
+    else if (isEjectPending())
+        m_lastError = QStringLiteral("The iPod of the last sync is about to be ejected; try again once it has been.");
+    return m_running || isEjectPending();
 }
 
 bool TVRSyncer::sync(qint32 type, const QStringList &pluginsToSync, const std::shared_ptr<TVRiPod> &iPod)
@@ -385,7 +387,9 @@ void TVRSyncer::finishSync()
     m_pluginsToSync.clear();
     m_network.reset();
     m_running = false;
-    m_lock.reset();
+    // An iPod about to be ejected stays locked until the eject has been tried.
+    if (!isEjectPending())
+        m_lock.reset();
 }
 
 void TVRSyncer::warnAboutTooManyNotes()
@@ -414,12 +418,30 @@ void TVRSyncer::removeEmptyTivaroFolder()
 
 void TVRSyncer::scheduleEject()
 {
-    QTimer::singleShot(kEjectDelayMs, this, [this, iPod = m_synciPod] {
+    m_ejectTimer = std::make_unique<QTimer>();
+    m_ejectTimer->setSingleShot(true);
+    connect(m_ejectTimer.get(), &QTimer::timeout, this, [this, iPod = m_synciPod] {
         const bool ejected = iPod->eject();
         if (!ejected)
             qCWarning(lcSync) << "Eject of" << iPod->path() << "failed:" << iPod->lastErrorString();
+        m_lock.reset();
         Q_EMIT ejectAttempted(ejected, ejected ? QString() : iPod->lastErrorString());
     });
+    m_ejectTimer->start(kEjectDelayMs);
+}
+
+bool TVRSyncer::isEjectPending() const
+{
+    return m_ejectTimer && m_ejectTimer->isActive();
+}
+
+bool TVRSyncer::cancelEject()
+{
+    if (!isEjectPending())
+        return false;
+    m_ejectTimer->stop();
+    m_lock.reset();
+    return true;
 }
 
 void TVRSyncer::saveLog()

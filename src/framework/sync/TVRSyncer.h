@@ -15,6 +15,7 @@
 #include <vector>
 
 class IPodSyncLock;
+class QTimer;
 class LogManager;
 class TVRPlugin;
 class TVRProgressIndicator;
@@ -80,6 +81,11 @@ public:
 
     // Stops after the running plug-in has reported completion; the log is still saved.
     void cancel();
+    // Between the end of a sync and the eject it asked for (two seconds later) the iPod stays
+    // locked and no new sync starts. cancelEject() drops an eject that has not begun and frees the
+    // iPod; false when none was waiting.
+    bool isEjectPending() const;
+    bool cancelEject();
 
     QString lastError() const { return m_lastError; }
     qint32 syncType() const { return m_syncType; }
@@ -174,6 +180,8 @@ private:
 
     std::unique_ptr<TVRNetwork> m_network;
     std::unique_ptr<IPodSyncLock> m_lock;
+    // Running while a finished sync's eject waits; the lock is kept until the eject has been tried.
+    std::unique_ptr<QTimer> m_ejectTimer;
     std::vector<ObserverRegistration> m_observers;
     QStringList m_pluginsRun;
     QString m_lastError;
