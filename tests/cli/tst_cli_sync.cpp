@@ -4,8 +4,11 @@
 #include "PluginTree.h"
 #include "TemporaryHome.h"
 
+#include "ipod/TVRiPod.h"
+#include "sync/IPodSyncLock.h"
 #include "sync/SyncLogFile.h"
 
+#include <QDirIterator>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -36,6 +39,10 @@ private Q_SLOTS:
     void ctrlCStopsAfterThePlugin();
     void secondCtrlCStopsAtOnce();
     void secondSyncToTheSameIPodIsRefused();
+    void terminationStopsLikeCtrlC_data();
+    void terminationStopsLikeCtrlC();
+    void signalWhileEjecting_data();
+    void signalWhileEjecting();
 
 private:
     void setPrefs(const QString &plugin, const QVariantMap &values) const;
@@ -244,14 +251,11 @@ void CliSyncTest::ejectAfterSync_data()
     QTest::addColumn<QStringList>("options");
     QTest::addColumn<bool>("ejected");
     const QStringList keep{"prefsNormalSync", "-dict", "syncAll", "YES", "ejectAfterSync", "NO"};
-    const QStringList eject{"prefsNormalSync", "-dict", "syncAll", "YES", "ejectAfterSync", "YES"};
     QTest::newRow("NO written with -dict") << keep << QStringList() << false;
-    QTest::newRow("YES written with -dict") << eject << QStringList() << true;
     QTest::newRow("--eject wins over NO") << keep << QStringList{"--eject"} << true;
-    QTest::newRow("--no-eject wins over YES") << eject << QStringList{"--no-eject"} << false;
-    QTest::newRow("connect: --eject wins over NO")
-        << QStringList{"prefsiPodConnect", "-dict", "syncAll", "YES", "ejectAfterSync", "NO"}
-        << QStringList{"--type", "connect", "--eject"} << true;
+    QTest::newRow("connect: --no-eject wins over YES")
+        << QStringList{"prefsiPodConnect", "-dict", "syncAll", "YES", "ejectAfterSync", "YES"}
+        << QStringList{"--type", "connect", "--no-eject"} << false;
 }
 
 // The preference's "ejectAfterSync" as `tivaro defaults write -dict` stores it, and the command line
@@ -320,6 +324,101 @@ void CliSyncTest::secondSyncToTheSameIPodIsRefused()
     ::kill(pid_t(first.processId()), SIGINT);
     QVERIFY(first.waitForFinished(20000));
     QCOMPARE(first.exitCode(), 130);
+}
+
+void CliSyncTest::terminationStopsLikeCtrlC_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::addColumn<int>("status");
+    QTest::newRow("SIGTERM") << int(SIGTERM) << 143;
+    QTest::newRow("SIGHUP") << int(SIGHUP) << 129;
+}
+
+// `kill` and a closed terminal stop a sync as Ctrl-C does: after the file being written, with the
+// log saved, and with the status a shell gives for that signal.
+void CliSyncTest::terminationStopsLikeCtrlC()
+{
+    QFETCH(int, signal);
+    QFETCH(int, status);
+    // Enough files of several pages each that the copying is still going on when the signal comes.
+    constexpr int kFiles = 1000;
+    QByteArray words;
+    for (int i = 0; i < 1200; ++i)
+        words += "word" + QByteArray::number(i) + ' ';
+    const QString texts = m_home->path() + "/texts";
+    for (int i = 0; i < kFiles; ++i)
+        IPodFixture::writeFile(texts, QString("File %1.txt").arg(i, 4, 10, QChar('0')),
+                               "Start\n" + words + "\nEND-" + QByteArray::number(i));
+    QCOMPARE(CliRun::run({"prefs", "Text Files", "write", "folder", texts}).exitCode, 0);
+
+    QProcess process;
+    startSync(process, {"--ipod", m_iPod, "--quick", "Text Files"}, "Syncing Text Files");
+    ::kill(pid_t(process.processId()), signal);
+    QVERIFY(process.waitForFinished(20000));
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(process.exitCode(), status);
+    const QString out = QString::fromUtf8(process.readAllStandardOutput());
+    QVERIFY2(out.contains("  User cancelled sync."), qPrintable(out));
+    QVERIFY(out.contains("cancelled after"));
+
+    const CliRun log = CliRun::run({"log", "--json", "--last", "1"});
+    QCOMPARE(log.exitCode, 0);
+    const QJsonArray entries = QJsonDocument::fromJson(log.out.toUtf8()).array();
+    QCOMPARE(entries.size(), 1);
+    QVERIFY(entries.first().toObject().value("text").toString().contains("User cancelled sync."));
+
+    // Every page on the iPod is whole: the header first, and last the link to the next page or the
+    // end of its file's text. The copying stopped early.
+    static const QRegularExpression textEnd("END-\\d+$");
+    int pages = 0;
+    QDirIterator it(m_iPod + "/Notes", {"*.txt"}, QDir::Files, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QByteArray page = IPodFixture::readFile(it.next());
+        ++pages;
+        QVERIFY2(page.startsWith("<?xml encoding=\"UTF-8\"?><title>"), qPrintable(it.filePath()));
+        QVERIFY2(page.endsWith("\">Next</a>") || textEnd.match(QString::fromUtf8(page)).hasMatch(),
+                 qPrintable(it.filePath()));
+    }
+    QVERIFY(pages > 0);
+    QVERIFY2(QDir(m_iPod + "/Notes").entryList({"File *.txt"}, QDir::Files).size() < kFiles, qPrintable(out));
+}
+
+void CliSyncTest::signalWhileEjecting_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::newRow("no signal: ejected") << 0;
+    QTest::newRow("Ctrl-C cancels the eject") << int(SIGINT);
+    QTest::newRow("SIGTERM cancels the eject") << int(SIGTERM);
+}
+
+// The sync is complete and "Ejecting..." shows: the iPod stays locked until the eject is tried, and
+// a signal now cancels the eject that has not begun, not the sync.
+void CliSyncTest::signalWhileEjecting()
+{
+    QFETCH(int, signal);
+    FatVolume volume("IPOD");
+    if (!volume.isMounted())
+        QSKIP(qPrintable(volume.skipReason()));
+    const QString iPod = IPodFixture::createWithFamily(volume.mountPoint(), 6, "SER9");
+    QProcess process;
+    startSync(process, {"--ipod", iPod, "--quick", "Beta", "--eject"}, "Ejecting \"IPOD\"...");
+
+    // This test is another process: it cannot take the iPod meanwhile.
+    IPodSyncLock lock(*TVRiPod::withPath(iPod));
+    QString error;
+    QVERIFY(!lock.tryLock(&error));
+    QVERIFY2(error.contains(QString("(process %1)").arg(process.processId())), qPrintable(error));
+
+    if (signal != 0)
+        ::kill(pid_t(process.processId()), signal);
+    QVERIFY(process.waitForFinished(20000));
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    const QString out = QString::fromUtf8(process.readAllStandardOutput());
+    QVERIFY2(process.exitCode() == 0, qPrintable(out + process.readAllStandardError()));
+    QCOMPARE(out.contains("Eject cancelled; \"IPOD\" is still mounted."), signal != 0);
+    QCOMPARE(out.contains("Ejected \"IPOD\"; it may be unplugged."), signal == 0);
+    QCOMPARE(volume.isListedInMountTable(), signal != 0);
+    QVERIFY2(lock.tryLock(&error), qPrintable(error));
 }
 
 QTEST_MAIN(CliSyncTest)

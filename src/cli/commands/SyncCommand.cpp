@@ -40,8 +40,9 @@ TVRiPodPtr chosenIPod(const QString &path, Console &console)
 int SyncCommand::run(const QStringList &arguments, Console &console)
 {
     ArgumentParser options(*this, QStringLiteral("Runs the plug-ins one after the other onto an iPod, showing what "
-                                                 "each does. Ctrl-C stops after the running plug-in; a second "
-                                                 "Ctrl-C stops at once."));
+                                                 "each does. Ctrl-C (or SIGTERM, SIGHUP) stops after the running "
+                                                 "plug-in; a second stops at once. After the sync it cancels a "
+                                                 "waiting eject."));
     const QCommandLineOption ipod(QStringLiteral("ipod"),
                                   QStringLiteral("Mount path of the iPod; the connected, chosen iPod by default."),
                                   QStringLiteral("PATH"));
