@@ -89,6 +89,11 @@ QString CliSyncTest::installedProgram() const
 
 void CliSyncTest::startSync(QProcess &process, const QStringList &arguments, const QString &line)
 {
+    // As an interactive shell starts it, whatever this test inherited (nohup ignores SIGHUP).
+    process.setChildProcessModifier([] {
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+            ::signal(signal, SIG_DFL);
+    });
     process.start(qEnvironmentVariable("TIVARO_CLI"), QStringList{"sync"} + arguments);
     QVERIFY(process.waitForStarted());
     QByteArray seen;
