@@ -36,7 +36,10 @@ InterruptWatcher::InterruptWatcher(QObject *parent)
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
     for (size_t i = 0; i < std::size(kSignals); ++i) {
-        if (::sigaction(kSignals[i], nullptr, &m_previous[i]) != 0 || m_previous[i].sa_handler == SIG_IGN)
+        // `nohup` is how a user asks a program to outlive its terminal. SIGINT ignored at start is
+        // left by launchers such as `tivaro demo`, which wait for the sync to stop on Ctrl-C itself.
+        if (::sigaction(kSignals[i], nullptr, &m_previous[i]) != 0 ||
+            (kSignals[i] == SIGHUP && m_previous[i].sa_handler == SIG_IGN))
             continue;
         m_handled[i] = ::sigaction(kSignals[i], &action, nullptr) == 0;
     }

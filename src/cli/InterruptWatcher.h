@@ -8,9 +8,9 @@
 class QSocketNotifier;
 
 // Turns Ctrl-C (SIGINT), SIGTERM and SIGHUP into a signal on the event loop, so that the program
-// decides what they mean at a moment when no file is half written. A signal the program was
-// started ignoring (as `nohup` leaves SIGHUP) stays ignored. One watcher a process; the earlier
-// handling comes back when it is destroyed.
+// decides what they mean at a moment when no file is half written. SIGHUP stays ignored when the
+// program was started so (by `nohup`). One watcher a process; the earlier handling comes back when
+// it is destroyed.
 class InterruptWatcher : public QObject
 {
     Q_OBJECT

@@ -41,6 +41,8 @@ private Q_SLOTS:
     void secondSyncToTheSameIPodIsRefused();
     void terminationStopsLikeCtrlC_data();
     void terminationStopsLikeCtrlC();
+    void signalsIgnoredAtStart_data();
+    void signalsIgnoredAtStart();
     void signalWhileEjecting_data();
     void signalWhileEjecting();
 
@@ -49,8 +51,9 @@ private:
     // A copy of the program installed in the plug-in tree's prefix: it finds the test's plug-ins and
     // none of those the build tree bundles, so "every plug-in" means Alpha and Beta.
     QString installedProgram() const;
-    // Starts `tivaro sync` and waits until it says `line`.
-    void startSync(QProcess &process, const QStringList &arguments, const QString &line);
+    // Starts `tivaro sync` and waits until it says `line`; `ignored`, when given, is a signal the
+    // program starts ignoring, as `nohup` leaves SIGHUP.
+    void startSync(QProcess &process, const QStringList &arguments, const QString &line, int ignored = 0);
 
     std::optional<TemporaryHome> m_home;
     std::optional<PluginTree> m_tree;
@@ -87,12 +90,12 @@ QString CliSyncTest::installedProgram() const
     return program;
 }
 
-void CliSyncTest::startSync(QProcess &process, const QStringList &arguments, const QString &line)
+void CliSyncTest::startSync(QProcess &process, const QStringList &arguments, const QString &line, int ignored)
 {
     // As an interactive shell starts it, whatever this test inherited (nohup ignores SIGHUP).
-    process.setChildProcessModifier([] {
+    process.setChildProcessModifier([ignored] {
         for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-            ::signal(signal, SIG_DFL);
+            ::signal(signal, signal == ignored ? SIG_IGN : SIG_DFL);
     });
     process.start(qEnvironmentVariable("TIVARO_CLI"), QStringList{"sync"} + arguments);
     QVERIFY(process.waitForStarted());
@@ -386,6 +389,31 @@ void CliSyncTest::terminationStopsLikeCtrlC()
     }
     QVERIFY(pages > 0);
     QVERIFY2(QDir(m_iPod + "/Notes").entryList({"File *.txt"}, QDir::Files).size() < kFiles, qPrintable(out));
+}
+
+void CliSyncTest::signalsIgnoredAtStart_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::addColumn<int>("status");
+    // `nohup tivaro sync` outlives its terminal.
+    QTest::newRow("SIGHUP under nohup") << int(SIGHUP) << 0;
+    // A launcher that ignores Ctrl-C itself, as `tivaro demo` does, leaves the sync to stop on it.
+    QTest::newRow("SIGINT ignored by the launcher") << int(SIGINT) << 130;
+}
+
+void CliSyncTest::signalsIgnoredAtStart()
+{
+    QFETCH(int, signal);
+    QFETCH(int, status);
+    setPrefs("Alpha", {{"steps", 15}, {"stepDelayMs", 30}});
+    QProcess process;
+    startSync(process, {"--ipod", m_iPod, "--quick", "Alpha"}, "Syncing Alpha", signal);
+    ::kill(pid_t(process.processId()), signal);
+    QVERIFY(process.waitForFinished(20000));
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(process.exitCode(), status);
+    const QString out = QString::fromUtf8(process.readAllStandardOutput());
+    QVERIFY2(out.contains(status == 0 ? "complete in" : "cancelled after"), qPrintable(out));
 }
 
 void CliSyncTest::signalWhileEjecting_data()
