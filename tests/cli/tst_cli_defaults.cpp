@@ -215,6 +215,13 @@ void CliDefaultsTest::aCorruptFileIsKeptAside()
     QCOMPARE(read.exitCode, 1);
     QVERIFY2(read.err.contains("cannot read " + applicationFile()), qPrintable(read.err));
 
+    // Deleting every key of a file whose keys cannot be read deletes nothing, and says so.
+    const CliRun deleteAll = CliRun::run({"defaults", "delete"});
+    QCOMPARE(deleteAll.exitCode, 1);
+    QVERIFY2(deleteAll.err.contains("could not be read (not a property list); nothing was changed"),
+             qPrintable(deleteAll.err));
+    QCOMPARE(IPodFixture::readFile(applicationFile()), QByteArray("not a plist"));
+
     const CliRun write = CliRun::run({"defaults", "write", "TVRSyncSN", "SERIAL2"});
     QCOMPARE(write.exitCode, 0);
     QVERIFY2(write.err.contains("could not be read"), qPrintable(write.err));
