@@ -2,10 +2,15 @@
 
 #include <QObject>
 
+#include <csignal>
+#include <iterator>
+
 class QSocketNotifier;
 
-// Turns Ctrl-C (SIGINT) into a signal on the event loop, so that the program decides what an
-// interrupt means at a moment when no file is half written. One watcher a process.
+// Turns Ctrl-C (SIGINT), SIGTERM and SIGHUP into a signal on the event loop, so that the program
+// decides what they mean at a moment when no file is half written. SIGHUP stays ignored when the
+// program was started so (by `nohup`). One watcher a process; the earlier handling comes back when
+// it is destroyed.
 class InterruptWatcher : public QObject
 {
     Q_OBJECT
@@ -17,12 +22,16 @@ public:
     bool isWatching() const { return m_notifier != nullptr; }
 
 Q_SIGNALS:
-    // `count` is 1 for the first Ctrl-C, 2 for the second, and so on.
-    void interrupted(int count);
+    // `count` is 1 for the first of these signals, 2 for the second, and so on, whichever they are;
+    // `signal` is the one that came (SIGINT, SIGTERM or SIGHUP).
+    void interrupted(int count, int signal);
 
 private:
     void readInterrupts();
 
+    static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+    struct sigaction m_previous[std::size(kSignals)] = {};
+    bool m_handled[std::size(kSignals)] = {};
     QSocketNotifier *m_notifier = nullptr;
     int m_count = 0;
 };

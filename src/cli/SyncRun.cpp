@@ -14,7 +14,11 @@
 
 namespace {
 
-constexpr int kCancelledExit = 130;
+// As a shell reports a program that the signal ended.
+int cancelledExit(int signal)
+{
+    return 128 + signal;
+}
 
 QString counted(qsizetype count, const QString &one, const QString &many)
 {
@@ -52,22 +56,25 @@ int SyncRun::exec(const Request &request)
     InterruptWatcher watcher;
     connect(&watcher, &InterruptWatcher::interrupted, this, &SyncRun::interrupted);
 
-    m_syncer.setEjectAfterSync(request.eject);
     const bool started = request.type == TVRSyncer::QuickSync
                              ? (m_syncer.setiPod(request.iPod), m_syncer.quickSync(request.plugins.value(0)))
                              : m_syncer.sync(request.type, request.plugins, request.iPod);
     if (!started)
         return m_console.fail(m_syncer.lastError(), ExitCode::Failure);
+    // After the start, which has read the preference's "ejectAfterSync" for a normal or connect sync.
+    if (request.eject)
+        m_syncer.setEjectAfterSync(*request.eject);
     m_loop.exec();
 
-    if (m_cancelled)
-        return kCancelledExit;
+    if (m_cancelledBy != 0)
+        return cancelledExit(m_cancelledBy);
     const bool clean = m_syncer.logManager()->errorCount() == 0 && !m_ejectFailed && m_syncer.logFileError().isEmpty();
     return clean ? ExitCode::Success : ExitCode::Failure;
 }
 
 void SyncRun::syncerFinished(TVRSyncer *syncer)
 {
+    m_syncFinished = true;
     m_waitingForEject = syncer->ejectAfterSync();
     // Told before the syncer saves its log: the summary waits until it has.
     QTimer::singleShot(0, this, &SyncRun::ended);
@@ -78,19 +85,27 @@ void SyncRun::ended()
     m_display.finish();
     printErrors();
     printSummary();
+    m_summaryPrinted = true;
     if (!m_syncer.logFileError().isEmpty())
         m_console.fail(QStringLiteral("the log of this sync was not saved: %1").arg(m_syncer.logFileError()),
                        ExitCode::Failure);
+    if (m_ejectCancelled)
+        m_console.print(QStringLiteral("Eject cancelled; \"%1\" is still mounted.").arg(m_syncer.iPod()->name()));
     if (m_waitingForEject)
         m_console.print(QStringLiteral("Ejecting \"%1\"...").arg(m_syncer.iPod()->name()));
     else
         m_loop.quit();
 }
 
-void SyncRun::interrupted(int count)
+void SyncRun::interrupted(int count, int signal)
 {
-    if (count == 1 && !m_cancelled) {
-        m_cancelled = true;
+    // The sync is complete (or was cancelled and has ended): only the eject can still be stopped.
+    if (m_syncFinished) {
+        cancelWaitingEject();
+        return;
+    }
+    if (count == 1) {
+        m_cancelledBy = signal;
         m_syncer.cancel();
         m_display.pluginStatus()->setStringValue(QStringLiteral("Stopping..."));
         return;
@@ -99,7 +114,22 @@ void SyncRun::interrupted(int count)
     m_display.finish();
     m_console.print(QStringLiteral("Stopped without waiting for the sync to end."));
     std::fflush(nullptr);
-    std::_Exit(kCancelledExit);
+    std::_Exit(cancelledExit(m_cancelledBy));
+}
+
+void SyncRun::cancelWaitingEject()
+{
+    // An eject under way is never cut short; the signal then changes nothing.
+    if (!m_waitingForEject || !m_syncer.cancelEject())
+        return;
+    m_waitingForEject = false;
+    if (!m_summaryPrinted) {
+        // Said after the summary, which ended() is about to print.
+        m_ejectCancelled = true;
+        return;
+    }
+    m_console.print(QStringLiteral("Eject cancelled; \"%1\" is still mounted.").arg(m_syncer.iPod()->name()));
+    m_loop.quit();
 }
 
 void SyncRun::printErrors() const
@@ -131,7 +161,7 @@ void SyncRun::printSummary() const
     m_console.print(
         QStringLiteral("Sync to \"%1\" %2 %3 seconds: %4, %5, %6 on the iPod.")
             .arg(m_syncer.iPod()->name(),
-                 m_cancelled ? QStringLiteral("cancelled after") : QStringLiteral("complete in"))
+                 m_cancelledBy != 0 ? QStringLiteral("cancelled after") : QStringLiteral("complete in"))
             .arg(m_syncer.lastSyncSeconds(), 0, 'f', 2)
             .arg(plugins,
                  counted(m_syncer.logManager()->errorCount(), QStringLiteral("error"), QStringLiteral("errors")),

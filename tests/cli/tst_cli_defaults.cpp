@@ -7,6 +7,7 @@
 #include "core/UserDefaults.h"
 
 #include <QDir>
+#include <QProcess>
 #include <QtTest>
 
 // `tivaro defaults` and `tivaro prefs` as a user runs them, against real preference files; the
@@ -27,6 +28,8 @@ private Q_SLOTS:
     void wrongInputChangesNothing();
     void aCorruptFileIsKeptAside();
     void pluginPreferences();
+    void parallelWritesKeepEveryKey_data();
+    void parallelWritesKeepEveryKey();
 
 private:
     static QString applicationFile() { return Paths::preferencesFileForDomain(UserDefaults::applicationDomain()); }
@@ -71,10 +74,38 @@ void CliDefaultsTest::typedValuesRoundTrip_data()
                             << "[\n    \"a\",\n    \"b c\"\n]";
     QTest::newRow("empty -array") << QStringList{"-array"} << QVariant(QVariantList()) << "(\n)"
                                   << "[\n]";
+    // Values of -dict and items of -array are typed by their look, unless a type flag comes first.
     QTest::newRow("-dict") << QStringList{"-dict", "tool", "Text Files", "sync", "YES"}
-                           << QVariant(QVariantMap{{"tool", "Text Files"}, {"sync", "YES"}})
-                           << "{\n    sync = YES;\n    tool = \"Text Files\";\n}"
-                           << "{\n    \"sync\": \"YES\",\n    \"tool\": \"Text Files\"\n}";
+                           << QVariant(QVariantMap{{"tool", "Text Files"}, {"sync", true}})
+                           << "{\n    sync = 1;\n    tool = \"Text Files\";\n}"
+                           << "{\n    \"sync\": true,\n    \"tool\": \"Text Files\"\n}";
+    QTest::newRow("-dict typed by look")
+        << QStringList{"-dict", "syncAll", "yes",   "ejectAfterSync", "NO",  "a",     "True", "b", "false",
+                       "count", "-3",      "ratio", "2.5e1",          "zip", "01234", "word", "1x"}
+        << QVariant(QVariantMap{{"syncAll", true},
+                                {"ejectAfterSync", false},
+                                {"a", true},
+                                {"b", false},
+                                {"count", qint64(-3)},
+                                {"ratio", 25.0},
+                                {"zip", qint64(1234)},
+                                {"word", "1x"}})
+        << "{\n    a = 1;\n    b = 0;\n    count = -3;\n    ejectAfterSync = 0;\n    ratio = 25;\n    syncAll = "
+           "1;\n    word = 1x;\n    zip = 1234;\n}"
+        << "{\n    \"a\": true,\n    \"b\": false,\n    \"count\": -3,\n    \"ejectAfterSync\": false,\n    "
+           "\"ratio\": 25,\n    \"syncAll\": true,\n    \"word\": \"1x\",\n    \"zip\": 1234\n}";
+    QTest::newRow("-dict with type flags")
+        << QStringList{"-dict", "note", "-string", "YES", "zip",    "-string", "01234",   "on",      "-bool",  "1",
+                       "n",     "-int", "7",       "x",   "-float", "3",       "-string", "-string", "-string"}
+        << QVariant(QVariantMap{
+               {"note", "YES"}, {"zip", "01234"}, {"on", true}, {"n", qint64(7)}, {"x", 3.0}, {"-string", "-string"}})
+        << "{\n    -string = -string;\n    n = 7;\n    note = YES;\n    on = 1;\n    x = 3;\n    zip = 01234;\n}"
+        << "{\n    \"-string\": \"-string\",\n    \"n\": 7,\n    \"note\": \"YES\",\n    \"on\": true,\n    "
+           "\"x\": 3,\n    \"zip\": \"01234\"\n}";
+    QTest::newRow("-array typed by look") << QStringList{"-array", "NO", "12", "-string", "12", "Text Files", "0.5"}
+                                          << QVariant(QVariantList{false, qint64(12), "12", "Text Files", 0.5})
+                                          << "(\n    0,\n    12,\n    12,\n    \"Text Files\",\n    0.5\n)"
+                                          << "[\n    false,\n    12,\n    \"12\",\n    \"Text Files\",\n    0.5\n]";
     QTest::newRow("bare word") << QStringList{"30"} << QVariant("30") << "30"
                                << "\"30\"";
     QTest::newRow("bare XML plist")
@@ -141,6 +172,14 @@ void CliDefaultsTest::wrongInputChangesNothing_data()
     QTest::newRow("not finite") << write + QStringList{"-float", "inf"} << 2 << "finite number";
     QTest::newRow("two strings") << write + QStringList{"-string", "a", "b"} << 2 << "exactly one value";
     QTest::newRow("odd -dict") << write + QStringList{"-dict", "tool"} << 2 << "pairs of KEY VALUE";
+    QTest::newRow("-dict flag without value")
+        << write + QStringList{"-dict", "note", "-string"} << 2 << "-string after \"note\" has no value";
+    QTest::newRow("-array flag without value")
+        << write + QStringList{"-array", "a", "-int"} << 2 << "-int after \"a\" has no value";
+    QTest::newRow("-dict bad typed value")
+        << write + QStringList{"-dict", "n", "-int", "many"} << 2 << "-int takes a whole number";
+    QTest::newRow("nested -array") << write + QStringList{"-array", "a", "-array", "b"} << 2
+                                   << "-array and -dict cannot hold another -array or -dict";
     QTest::newRow("unknown type") << write + QStringList{"-date", "today"} << 2 << "\"-date\" is not a type";
     QTest::newRow("broken XML") << write + QStringList{"<plist><dict>"} << 2 << "cannot be read";
     QTest::newRow("old-style text") << write + QStringList{"{ syncAll = 1; }"} << 2 << "old-style";
@@ -176,6 +215,13 @@ void CliDefaultsTest::aCorruptFileIsKeptAside()
     QCOMPARE(read.exitCode, 1);
     QVERIFY2(read.err.contains("cannot read " + applicationFile()), qPrintable(read.err));
 
+    // Deleting every key of a file whose keys cannot be read deletes nothing, and says so.
+    const CliRun deleteAll = CliRun::run({"defaults", "delete"});
+    QCOMPARE(deleteAll.exitCode, 1);
+    QVERIFY2(deleteAll.err.contains("could not be read (not a property list); nothing was changed"),
+             qPrintable(deleteAll.err));
+    QCOMPARE(IPodFixture::readFile(applicationFile()), QByteArray("not a plist"));
+
     const CliRun write = CliRun::run({"defaults", "write", "TVRSyncSN", "SERIAL2"});
     QCOMPARE(write.exitCode, 0);
     QVERIFY2(write.err.contains("could not be read"), qPrintable(write.err));
@@ -200,6 +246,39 @@ void CliDefaultsTest::pluginPreferences()
     const CliRun help = CliRun::run({"prefs", "--help"});
     QCOMPARE(help.exitCode, 0);
     QVERIFY(help.out.contains("bundle identifier"));
+}
+
+void CliDefaultsTest::parallelWritesKeepEveryKey_data()
+{
+    QTest::addColumn<QStringList>("command");
+    QTest::addColumn<QString>("file");
+    QTest::newRow("defaults") << QStringList{"defaults"} << applicationFile();
+    QTest::newRow("prefs") << QStringList{"prefs", "Text Files"} << pluginFile();
+}
+
+// Ten programs writing one key each at the same time: every key is there afterwards, and so is the
+// one that was there before.
+void CliDefaultsTest::parallelWritesKeepEveryKey()
+{
+    QFETCH(QStringList, command);
+    QFETCH(QString, file);
+    QVERIFY(QDir().mkpath(QFileInfo(file).absolutePath()));
+    QVERIFY(PropertyList::writeFile(file, QVariantMap{{"before", "kept"}}));
+    constexpr int kWriters = 10;
+    std::vector<std::unique_ptr<QProcess>> writers;
+    for (int i = 0; i < kWriters; ++i) {
+        writers.push_back(std::make_unique<QProcess>());
+        writers.back()->start(qEnvironmentVariable("TIVARO_CLI"),
+                              command + QStringList{"write", QString("key%1").arg(i), QString("value%1").arg(i)});
+    }
+    for (const auto &writer : writers) {
+        QVERIFY(writer->waitForFinished(60000));
+        QVERIFY2(writer->exitCode() == 0, writer->readAllStandardError().constData());
+    }
+    QVariantMap expected{{"before", "kept"}};
+    for (int i = 0; i < kWriters; ++i)
+        expected.insert(QString("key%1").arg(i), QString("value%1").arg(i));
+    QCOMPARE(stored(file), expected);
 }
 
 QTEST_MAIN(CliDefaultsTest)

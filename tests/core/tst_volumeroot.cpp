@@ -86,10 +86,10 @@ void VolumeRootTest::readsOnlyRegularFilesOfBoundedSize_data()
     QTest::newRow("a file over the limit") << QByteArray("file") << qint64(5) << QStringLiteral("larger than 5 bytes");
     QTest::newRow("a pipe") << QByteArray("pipe") << qint64(100) << QStringLiteral("not a regular file");
     QTest::newRow("a link to a device") << QByteArray("zero") << qint64(100) << QStringLiteral("symbolic link");
-    QTest::newRow("a link to a file outside") << QByteArray("secret-link") << qint64(100)
-                                              << QStringLiteral("symbolic link");
-    QTest::newRow("through a folder link") << QByteArray("away/secret") << qint64(100)
-                                           << QStringLiteral("symbolic link");
+    QTest::newRow("a link to a file outside")
+        << QByteArray("secret-link") << qint64(100) << QStringLiteral("symbolic link");
+    QTest::newRow("through a folder link")
+        << QByteArray("away/secret") << qint64(100) << QStringLiteral("symbolic link");
     QTest::newRow("a climbing path") << QByteArray("x/../file") << qint64(100) << QStringLiteral("climbs out");
 }
 

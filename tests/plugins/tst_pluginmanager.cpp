@@ -31,6 +31,8 @@ private Q_SLOTS:
 
     void searchFolders_data();
     void searchFolders();
+    void aFolderReachedTwiceIsSearchedOnce_data();
+    void aFolderReachedTwiceIsSearchedOnce();
     void newestVersionWins_data();
     void newestVersionWins();
     void joinedVersionNumber_data();
@@ -209,6 +211,37 @@ void PluginManagerTest::searchFolders()
     }
 }
 
+void PluginManagerTest::aFolderReachedTwiceIsSearchedOnce_data()
+{
+    QTest::addColumn<bool>("linkedOuterLib");
+    QTest::addColumn<bool>("linkedUserFolder");
+    // As an install to /usr on Debian, where /lib is /usr/lib.
+    QTest::newRow("outer lib is the prefix's lib") << true << false;
+    QTest::newRow("user folder is the built-in one") << false << true;
+    QTest::newRow("all three are one") << true << true;
+}
+
+void PluginManagerTest::aFolderReachedTwiceIsSearchedOnce()
+{
+    QFETCH(bool, linkedOuterLib);
+    QFETCH(bool, linkedUserFolder);
+    const QString prefix = linkedOuterLib ? m_tree->prefixWithLinkedOuterLib() : m_tree->prefix();
+    const QString builtIn = prefix + QStringLiteral("/lib/tivaro/PlugIns");
+    QVERIFY(!PluginTree::install(QStringLiteral("Hello.tvr"), builtIn).isEmpty());
+    if (linkedUserFolder) {
+        QVERIFY(QDir().mkpath(Paths::applicationSupportFolder()));
+        QVERIFY(QFile::link(builtIn, Paths::applicationSupportFolder() + QStringLiteral("/PlugIns")));
+    }
+
+    PluginManager manager(prefix);
+    QStringList expected{builtIn};
+    if (!linkedOuterLib)
+        expected.append(m_tree->outerFolder());
+    QCOMPARE(manager.searchFolders(), expected);
+    QCOMPARE(manager.plugins().keys(), QStringList{QStringLiteral("Hello")});
+    QVERIFY(manager.rejections().isEmpty());
+}
+
 void PluginManagerTest::newestVersionWins_data()
 {
     // Each placement is "<fixture version>@<folder>", folders a (built-in), b (outer), c (user).
@@ -380,6 +413,24 @@ void PluginManagerTest::syncChoice_data()
     QTest::newRow("no flag set: none") << QVariantMap{{QStringLiteral("syncAll"), false},
                                                       {QStringLiteral("tools"), tools}}
                                        << QStringList();
+
+    // Booleans stored as text or numbers read as UserDefaults::boolForKey reads them.
+    const auto textTool = [](const char *name, const QVariant &sync) {
+        return QVariantMap{{QStringLiteral("tool"), QLatin1String(name)}, {QStringLiteral("sync"), sync}};
+    };
+    const QVariantList textTools{textTool("News", QStringLiteral("YES")), textTool("Notes", QStringLiteral("NO")),
+                                 textTool("Contacts", QStringLiteral("no"))};
+    QTest::newRow("\"NO\" is false, \"YES\" true")
+        << QVariantMap{{QStringLiteral("syncAll"), QStringLiteral("NO")},
+                       {QStringLiteral("syncOnlySelected"), QStringLiteral("YES")},
+                       {QStringLiteral("tools"), textTools}}
+        << QStringList{QStringLiteral("News")};
+    QTest::newRow("\"false\" and 0 are false, \"true\" and 1 true")
+        << QVariantMap{{QStringLiteral("syncAll"), QStringLiteral("false")},
+                       {QStringLiteral("syncOnlySelected"), 0},
+                       {QStringLiteral("syncAllButSelected"), QStringLiteral("true")},
+                       {QStringLiteral("tools"), QVariantList{textTool("Notes", 1), textTool("News", 0.0)}}}
+        << QStringList{QStringLiteral("Contacts"), QStringLiteral("News")};
 }
 
 void PluginManagerTest::syncChoice()

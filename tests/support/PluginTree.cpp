@@ -47,6 +47,15 @@ QString PluginTree::outerFolder() const
     return m_root.path() + QStringLiteral("/outer/lib/tivaro/PlugIns");
 }
 
+QString PluginTree::prefixWithLinkedOuterLib() const
+{
+    const QString outer = m_root.path() + QStringLiteral("/merged");
+    const QString prefix = outer + QStringLiteral("/a/b/c");
+    QDir().mkpath(prefix + QStringLiteral("/lib/tivaro/PlugIns"));
+    QFile::link(QStringLiteral("a/b/c/lib"), outer + QStringLiteral("/lib"));
+    return prefix;
+}
+
 QString PluginTree::userFolder(const QString &name) const
 {
     const QString folder = Paths::applicationSupportFolder() + QLatin1Char('/') + name;

@@ -18,6 +18,10 @@ public:
     QString prefix() const;
     QString builtInFolder() const;
     QString outerFolder() const;
+    // A second prefix, <root>/merged/a/b/c, whose outer prefix three levels up has a "lib" that is a
+    // symbolic link to the prefix's own "lib", as /lib is /usr/lib on Debian: both built-in folders
+    // are one. Its built-in folder is made.
+    QString prefixWithLinkedOuterLib() const;
     // Makes the user's folder under the application-support folder, under this name.
     QString userFolder(const QString &name = QStringLiteral("PlugIns")) const;
 

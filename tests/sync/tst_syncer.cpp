@@ -94,6 +94,8 @@ private Q_SLOTS:
     void cancelStopsAfterTheRunningPlugin_data();
     void cancelStopsAfterTheRunningPlugin();
     void missingPluginIsLoggedAndSkipped();
+    void nothingToRunIsAnError_data();
+    void nothingToRunIsAnError();
     void warnsAboutTooManyNotes_data();
     void warnsAboutTooManyNotes();
     void removesAnEmptyTivaroFolder_data();
@@ -101,6 +103,8 @@ private Q_SLOTS:
     void lastSyncInfo_data();
     void lastSyncInfo();
     void ejectOfAFolderFailsCleanly();
+    void iPodStaysLockedUntilTheEjectIsTried_data();
+    void iPodStaysLockedUntilTheEjectIsTried();
     void secondSyncToTheSameIPodIsRefused();
     void corruptSyncLogIsKeptAside();
     void iPodRemovedMidSync();
@@ -226,6 +230,17 @@ void SyncerTest::choosesPluginsByType_data()
         << 0 << QStringList() << QVariantMap{{"prefsNormalSync", "Beta"}} << all << false;
     QTest::newRow("quick") << 3 << QStringList{"Gamma"} << QVariantMap{{"prefsNormalSync", onlyBeta}}
                            << QStringList{"Gamma"} << false;
+    // Stored as text, as `defaults write -dict` once did: "NO" is false, as boolForKey reads it.
+    const QVariantMap textFlags{{"syncAll", "NO"},
+                                {"syncOnlySelected", "YES"},
+                                {"ejectAfterSync", "NO"},
+                                {"tools", QVariantList{QVariantMap{{"tool", "Beta"}, {"sync", "YES"}},
+                                                       QVariantMap{{"tool", "Gamma"}, {"sync", "NO"}}}}};
+    QTest::newRow("normal, booleans as text")
+        << 0 << QStringList() << QVariantMap{{"prefsNormalSync", textFlags}} << QStringList{"Beta"} << false;
+    QTest::newRow("connect, eject as text")
+        << 1 << QStringList()
+        << QVariantMap{{"prefsiPodConnect", QVariantMap{{"syncAll", "YES"}, {"ejectAfterSync", "yes"}}}} << all << true;
     QTest::newRow("caller's list, unknown name dropped")
         << 2 << QStringList{"Gamma", "Nobody", "Alpha"} << QVariantMap() << QStringList{"Alpha", "Gamma"} << false;
 }
@@ -365,6 +380,53 @@ void SyncerTest::missingPluginIsLoggedAndSkipped()
     QCOMPARE(m_display.value, m_display.maximum);
 }
 
+void SyncerTest::nothingToRunIsAnError_data()
+{
+    QTest::addColumn<qint32>("type");
+    QTest::addColumn<QStringList>("given");
+    QTest::addColumn<QVariantMap>("preferences");
+    QTest::addColumn<bool>("installed");
+    QTest::addColumn<QString>("error");
+    const QVariantMap onlyGone{
+        {"prefsNormalSync", QVariantMap{{"syncOnlySelected", true},
+                                        {"tools", QVariantList{QVariantMap{{"tool", "News"}, {"sync", true}},
+                                                               QVariantMap{{"tool", "Alpha"}, {"sync", false}}}}}}};
+    QTest::newRow("stored choice of one not installed")
+        << 0 << QStringList() << onlyGone << true
+        << "Nothing was synced: the chosen plug-in \"News\" is not installed (installed: Alpha, Beta, Gamma).";
+    QTest::newRow("caller's list of two not installed")
+        << 2 << QStringList{"Nobody", "Gone", "Nobody"} << QVariantMap() << true
+        << "Nothing was synced: the chosen plug-ins \"Nobody\", \"Gone\" are not installed (installed: Alpha, Beta, "
+           "Gamma).";
+    QTest::newRow("quick sync of one not installed")
+        << 3 << QStringList{"Nobody"} << QVariantMap() << true << "the chosen plug-in \"Nobody\" is not installed";
+    QTest::newRow("none installed") << 0 << QStringList() << QVariantMap() << false
+                                    << "Nothing was synced: no plug-ins are installed.";
+}
+
+// A sync that would run nothing says so in its log as an error, rather than completing in silence.
+void SyncerTest::nothingToRunIsAnError()
+{
+    QFETCH(qint32, type);
+    QFETCH(QStringList, given);
+    QFETCH(QVariantMap, preferences);
+    QFETCH(bool, installed);
+    QFETCH(QString, error);
+    m_home->writeApplicationPreferences(preferences);
+    TVRSyncer syncer(installed ? plugins() : TVRSyncer::PluginMap(), &m_display);
+    if (type == TVRSyncer::QuickSync) {
+        syncer.setiPod(m_iPod);
+        QVERIFY(syncer.quickSync(given.first()));
+        QVERIFY(QTest::qWaitFor([&] { return m_display.finished == 1; }, 10000));
+    } else {
+        QVERIFY(runSync(syncer, type, given));
+    }
+    QVERIFY(syncer.pluginsRun().isEmpty());
+    QVERIFY2(logText(syncer).contains(error), qPrintable(logText(syncer)));
+    QCOMPARE(syncer.logManager()->errorCount(), 1);
+    QCOMPARE(SyncLogFile::readEntries()->size(), 1);
+}
+
 void SyncerTest::warnsAboutTooManyNotes_data()
 {
     QTest::addColumn<int>("notes");
@@ -459,6 +521,50 @@ void SyncerTest::ejectOfAFolderFailsCleanly()
     QCOMPARE(ejects.first().at(0).toBool(), false);
     QVERIFY(!ejects.first().at(1).toString().isEmpty());
     QVERIFY(QFileInfo::exists(m_iPod->sysInfoPath()));
+}
+
+void SyncerTest::iPodStaysLockedUntilTheEjectIsTried_data()
+{
+    QTest::addColumn<bool>("cancelEject");
+    QTest::newRow("eject tried") << false;
+    QTest::newRow("eject cancelled") << true;
+}
+
+// Between the end of a sync and the eject it asked for, no sync may start on the iPod: not on this
+// syncer, not on another, here or in another process.
+void SyncerTest::iPodStaysLockedUntilTheEjectIsTried()
+{
+    QFETCH(bool, cancelEject);
+    TVRSyncer syncer(plugins(), &m_display);
+    QSignalSpy ejects(&syncer, &TVRSyncer::ejectAttempted);
+    QVERIFY(!syncer.cancelEject());
+    QVERIFY(runSync(syncer, TVRSyncer::NormalSyncThenEject));
+    QVERIFY(ejects.isEmpty());
+    QVERIFY(syncer.isEjectPending());
+
+    QVERIFY(!syncer.sync(TVRSyncer::ListSync, {"Beta"}, m_iPod));
+    QCOMPARE(syncer.lastError(),
+             QString("The iPod of the last sync is about to be ejected; try again once it has been."));
+    RecordingDisplay otherDisplay;
+    TVRSyncer other(plugins(), &otherDisplay);
+    QVERIFY(!other.sync(TVRSyncer::ListSync, {"Beta"}, m_iPod));
+    QVERIFY2(other.lastError().startsWith("Another sync to \"Tivaro iPod\" is running (process "),
+             qPrintable(other.lastError()));
+
+    if (cancelEject) {
+        QVERIFY(syncer.cancelEject());
+        QVERIFY(!syncer.isEjectPending());
+    } else {
+        QVERIFY(ejects.wait(5000));
+    }
+    QVERIFY(other.sync(TVRSyncer::ListSync, {"Beta"}, m_iPod));
+    QVERIFY(QTest::qWaitFor([&] { return otherDisplay.finished == 1; }, 10000));
+    QCOMPARE(other.pluginsRun(), QStringList({"Beta"}));
+    if (cancelEject) {
+        // The cancelled eject never comes.
+        QTest::qWait(2500);
+        QVERIFY(ejects.isEmpty());
+    }
 }
 
 void SyncerTest::secondSyncToTheSameIPodIsRefused()

@@ -32,6 +32,7 @@ private Q_SLOTS:
     void workerWithoutWorkStartsNothing();
     void workerCancellation();
     void workerSkipsAGoneReceiver();
+    void workerHandsBackSafelyWhileTheReceiverDies();
 
 private:
     TemporaryHome m_home;
@@ -171,6 +172,52 @@ void SyncServicesTest::workerSkipsAGoneReceiver()
     QTRY_VERIFY(workDone);
     QTest::qWait(50);
     QVERIFY(!ended);
+}
+
+// The receiver is deleted on this thread at the moment the work ends on the other, at a slightly
+// different instant each round. Nothing may touch it once freed (AddressSanitizer would say so),
+// the ending function runs only while it lives, and every worker goes away afterwards.
+void SyncServicesTest::workerHandsBackSafelyWhileTheReceiverDies()
+{
+    // Hundreds of "result dropped" lines say nothing here.
+    QLoggingCategory::setFilterRules("tivaro.sync.debug=false");
+    for (int round = 0; round < 400; ++round) {
+        auto *receiver = new QObject;
+        std::atomic<bool> release = false;
+        bool receiverAlive = true;
+        bool endedAfterDeath = false;
+        std::weak_ptr<ThreadWorker> worker = ThreadWorker::workOn(
+            [&](const QVariant &, ThreadWorker &) {
+                while (!release)
+                    ;
+                return QVariant();
+            },
+            {}, [&](const QVariant &) { endedAfterDeath = !receiverAlive; }, receiver);
+        // Let the thread get going, then free it and delete the receiver a few instants later.
+        QThread::usleep(200);
+        release = true;
+        std::atomic<int> spin = 0;
+        while (spin.fetch_add(1, std::memory_order_relaxed) < (round % 40) * 25)
+            ;
+        delete receiver;
+        receiverAlive = false;
+        // Looked at without QTRY's pauses: four hundred rounds must stay quick.
+        QDeadlineTimer deadline(10000);
+        while (!worker.expired() && !deadline.hasExpired()) {
+            QCoreApplication::processEvents();
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            QThread::yieldCurrentThread();
+        }
+        QVERIFY(worker.expired());
+        QVERIFY(!endedAfterDeath);
+    }
+    // A receiver that lives long enough still gets its result: the check is no blanket skip.
+    auto receiver = std::make_unique<QObject>();
+    bool ended = false;
+    ThreadWorker::workOn([](const QVariant &, ThreadWorker &) { return QVariant(); }, {},
+                         [&](const QVariant &) { ended = true; }, receiver.get());
+    QTRY_VERIFY(ended);
+    QLoggingCategory::setFilterRules(QString());
 }
 
 QTEST_MAIN(SyncServicesTest)

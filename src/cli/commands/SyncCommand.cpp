@@ -8,6 +8,8 @@
 
 #include "plugins/PluginManager.h"
 
+#include <algorithm>
+
 namespace {
 
 std::optional<qint32> syncTypeNamed(const QString &name)
@@ -38,8 +40,9 @@ TVRiPodPtr chosenIPod(const QString &path, Console &console)
 int SyncCommand::run(const QStringList &arguments, Console &console)
 {
     ArgumentParser options(*this, QStringLiteral("Runs the plug-ins one after the other onto an iPod, showing what "
-                                                 "each does. Ctrl-C stops after the running plug-in; a second "
-                                                 "Ctrl-C stops at once."));
+                                                 "each does. Ctrl-C (or SIGTERM, SIGHUP) stops after the running "
+                                                 "plug-in; a second stops at once. After the sync it cancels a "
+                                                 "waiting eject."));
     const QCommandLineOption ipod(QStringLiteral("ipod"),
                                   QStringLiteral("Mount path of the iPod; the connected, chosen iPod by default."),
                                   QStringLiteral("PATH"));
@@ -52,8 +55,11 @@ int SyncCommand::run(const QStringList &arguments, Console &console)
                                      QStringLiteral("NAME,..."));
     const QCommandLineOption quick(QStringLiteral("quick"), QStringLiteral("Sync this one plug-in only."),
                                    QStringLiteral("NAME"));
-    const QCommandLineOption eject(QStringLiteral("eject"), QStringLiteral("Eject the iPod when the sync is done."));
-    for (const QCommandLineOption &option : {ipod, type, plugins, quick, eject})
+    const QCommandLineOption eject(
+        QStringLiteral("eject"), QStringLiteral("Eject the iPod when the sync is done, whatever the preference says."));
+    const QCommandLineOption noEject(QStringLiteral("no-eject"),
+                                     QStringLiteral("Leave the iPod mounted, whatever the preference says."));
+    for (const QCommandLineOption &option : {ipod, type, plugins, quick, eject, noEject})
         options.addOption(option);
     if (const std::optional<int> exit = options.parse(arguments, console))
         return *exit;
@@ -63,8 +69,12 @@ int SyncCommand::run(const QStringList &arguments, Console &console)
     if (int(parser.isSet(type)) + int(parser.isSet(plugins)) + int(parser.isSet(quick)) > 1)
         return console.fail(QStringLiteral("give one of --type, --plugins and --quick"), ExitCode::Usage);
 
+    if (parser.isSet(eject) && parser.isSet(noEject))
+        return console.fail(QStringLiteral("give one of --eject and --no-eject"), ExitCode::Usage);
+
     SyncRun::Request request;
-    request.eject = parser.isSet(eject);
+    if (parser.isSet(eject) || parser.isSet(noEject))
+        request.eject = parser.isSet(eject);
     if (parser.isSet(quick)) {
         request.type = TVRSyncer::QuickSync;
         request.plugins = {parser.value(quick)};
@@ -77,6 +87,10 @@ int SyncCommand::run(const QStringList &arguments, Console &console)
             return console.fail(QStringLiteral("--plugins names no plug-in"), ExitCode::Usage);
     } else if (const std::optional<qint32> chosen = syncTypeNamed(parser.value(type))) {
         request.type = *chosen;
+        if (request.type == TVRSyncer::NormalSyncThenEject && request.eject == false)
+            return console.fail(
+                QStringLiteral("--type eject always ejects; leave out --no-eject, or use --type normal"),
+                ExitCode::Usage);
     } else {
         return console.fail(QStringLiteral("--type is normal, connect or eject, not \"%1\"").arg(parser.value(type)),
                             ExitCode::Usage);
@@ -87,9 +101,13 @@ int SyncCommand::run(const QStringList &arguments, Console &console)
         return ExitCode::Failure;
 
     const TVRSyncer::PluginMap installed = PluginManager::pluginManager()->plugins();
+    // When none is installed the sync itself logs it as an error, and the summary lists it.
+    const bool someInstalled = std::any_of(request.plugins.cbegin(), request.plugins.cend(),
+                                           [&](const QString &name) { return installed.contains(name); });
     for (const QString &name : std::as_const(request.plugins)) {
-        if (!installed.contains(name))
-            console.warn(QStringLiteral("no plug-in is named \"%1\" (see `tivaro plugins`); it is left out").arg(name));
+        if (someInstalled && !installed.contains(name))
+            console.warn(
+                QStringLiteral("the plug-in \"%1\" is not installed (see `tivaro plugins`); it is left out").arg(name));
     }
     SyncRun run(installed, console);
     return run.exec(request);

@@ -135,6 +135,12 @@ int DefaultsTool::save(const QString &unreadable)
     QString error;
     if (!m_store.save(&error))
         return m_console.fail(QStringLiteral("cannot save %1: %2").arg(m_store.name(), error), ExitCode::Failure);
+    // Saving no change may leave the file as it was (deleting every key of a file whose keys were
+    // never read): then nothing was kept aside.
+    if (!unreadable.isEmpty() && !fileProblem().isEmpty())
+        return m_console.fail(
+            QStringLiteral("%1 could not be read (%2); nothing was changed").arg(m_store.filePath(), unreadable),
+            ExitCode::Failure);
     if (!unreadable.isEmpty())
         m_console.warn(QStringLiteral("%1 could not be read (%2); it was kept beside the new file as "
                                       "\"%3.corrupt-<date>\"")

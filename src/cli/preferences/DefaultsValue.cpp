@@ -32,6 +32,35 @@ std::optional<bool> parseBool(const QString &word)
     return std::nullopt;
 }
 
+// The flags that may type one value of -dict or one item of -array.
+const QStringList kScalarFlags{QStringLiteral("-bool"),    QStringLiteral("-boolean"), QStringLiteral("-int"),
+                               QStringLiteral("-integer"), QStringLiteral("-float"),   QStringLiteral("-string")};
+
+// An untyped value of -dict or item of -array, typed by its look: YES, NO, true and false (any case)
+// are booleans, whole numbers integers, other plain numbers reals, anything else text.
+QVariant valueByLook(const QString &word)
+{
+    const QString lower = word.toLower();
+    if (lower == QLatin1String("yes") || lower == QLatin1String("true"))
+        return true;
+    if (lower == QLatin1String("no") || lower == QLatin1String("false"))
+        return false;
+    static const QRegularExpression integer(QStringLiteral("^[+-]?[0-9]+$"));
+    static const QRegularExpression real(QStringLiteral("^[+-]?([0-9]+\\.?[0-9]*|\\.[0-9]+)([eE][+-]?[0-9]+)?$"));
+    bool ok = false;
+    if (integer.match(word).hasMatch()) {
+        const qint64 value = word.toLongLong(&ok);
+        if (ok)
+            return value;
+    }
+    if (real.match(word).hasMatch()) {
+        const double value = word.toDouble(&ok);
+        if (ok && std::isfinite(value))
+            return value;
+    }
+    return word;
+}
+
 QString indent(int depth)
 {
     return QString(depth * 4, QLatin1Char(' '));
@@ -42,7 +71,9 @@ QString indent(int depth)
 QString DefaultsValue::syntax()
 {
     return QStringLiteral("VALUE is -bool YES|NO, -int N, -float X, -string TEXT, -array ITEM..., -dict KEY VALUE... "
-                          "or one word: an XML property list when it starts with \"<\", otherwise a string.");
+                          "or one word: an XML property list when it starts with \"<\", otherwise a string. Items "
+                          "and values of -array and -dict are booleans, numbers or strings by their look; put a type "
+                          "before one to choose, as in -dict note -string YES.");
 }
 
 std::optional<QVariant> DefaultsValue::parse(const QStringList &words, QString *error)
@@ -58,25 +89,54 @@ std::optional<QVariant> DefaultsValue::parse(const QStringList &words, QString *
     return parseBare(words.constFirst(), error);
 }
 
+std::optional<QVariant> DefaultsValue::parseItem(const QStringList &words, qsizetype &next, QString *error)
+{
+    const QString &word = words.at(next++);
+    if (word == QLatin1String("-array") || word == QLatin1String("-dict"))
+        return failed(error, QStringLiteral("-array and -dict cannot hold another -array or -dict; give the value as "
+                                            "an XML property list"));
+    if (!kScalarFlags.contains(word))
+        return valueByLook(word);
+    if (next >= words.size())
+        return failed(error, next >= 2 ? QStringLiteral("%1 after \"%2\" has no value").arg(word, words.at(next - 2))
+                                       : QStringLiteral("%1 has no value").arg(word));
+    return parseScalar(word, words.at(next++), error);
+}
+
 std::optional<QVariant> DefaultsValue::parseTyped(const QString &flag, const QStringList &words, QString *error)
 {
-    if (flag == QLatin1String("-array"))
-        return QVariant(QVariantList(words.cbegin(), words.cend()));
+    if (flag == QLatin1String("-array")) {
+        QVariantList list;
+        for (qsizetype next = 0; next < words.size();) {
+            const std::optional<QVariant> item = parseItem(words, next, error);
+            if (!item)
+                return std::nullopt;
+            list.append(*item);
+        }
+        return QVariant(list);
+    }
     if (flag == QLatin1String("-dict")) {
-        if (words.size() % 2 != 0)
-            return failed(error,
-                          QStringLiteral("-dict takes pairs of KEY VALUE; \"%1\" has no value").arg(words.constLast()));
         QVariantMap map;
-        for (qsizetype i = 0; i < words.size(); i += 2) {
-            if (words.at(i).isEmpty())
+        for (qsizetype next = 0; next < words.size();) {
+            const QString &key = words.at(next++);
+            if (key.isEmpty())
                 return failed(error, QStringLiteral("-dict keys may not be empty"));
-            map.insert(words.at(i), words.at(i + 1));
+            if (next >= words.size())
+                return failed(error, QStringLiteral("-dict takes pairs of KEY VALUE; \"%1\" has no value").arg(key));
+            const std::optional<QVariant> value = parseItem(words, next, error);
+            if (!value)
+                return std::nullopt;
+            map.insert(key, *value);
         }
         return QVariant(map);
     }
     if (words.size() != 1)
         return failed(error, QStringLiteral("%1 takes exactly one value, not %2").arg(flag).arg(words.size()));
-    const QString &word = words.constFirst();
+    return parseScalar(flag, words.constFirst(), error);
+}
+
+std::optional<QVariant> DefaultsValue::parseScalar(const QString &flag, const QString &word, QString *error)
+{
     if (flag == QLatin1String("-string"))
         return QVariant(word);
     if (flag == QLatin1String("-bool") || flag == QLatin1String("-boolean")) {

@@ -9,9 +9,12 @@
 
 // Preference values as the words of a command line, and back, in the manner of the Mac's `defaults`:
 //     -bool YES|NO|true|false   -int N   -float X   -string TEXT
-//     -array ITEM...            -dict KEY VALUE...  (items and values are strings)
+//     -array ITEM...            -dict KEY VALUE...
 //     one bare word             an XML property list when it starts with "<", otherwise a string;
 //                               old-style text ("{" or "(") is refused, as libplist cannot read it
+// An item of -array or a value of -dict is one word typed by its look (YES, NO, true, false in any
+// case are booleans; whole numbers integers; other plain numbers reals; the rest strings), or a
+// scalar type flag and its word ("-string YES"), so that a stored choice's booleans are booleans.
 // Printed values use the old-style property-list notation `defaults read` shows.
 class DefaultsValue
 {
@@ -29,6 +32,9 @@ public:
 
 private:
     static std::optional<QVariant> parseTyped(const QString &flag, const QStringList &words, QString *error);
+    static std::optional<QVariant> parseScalar(const QString &flag, const QString &word, QString *error);
+    // One item of -array or value of -dict at words[next]; moves `next` past it.
+    static std::optional<QVariant> parseItem(const QStringList &words, qsizetype &next, QString *error);
     static std::optional<QVariant> parseBare(const QString &word, QString *error);
     static QString toText(const QVariant &value, int depth);
     static QString quoted(const QString &string);

@@ -76,7 +76,11 @@ QString UserDefaults::stringForKey(const QString &key) const
 
 bool UserDefaults::boolForKey(const QString &key) const
 {
-    const QVariant value = objectForKey(key);
+    return boolValue(objectForKey(key));
+}
+
+bool UserDefaults::boolValue(const QVariant &value)
+{
     switch (value.metaType().id()) {
     case QMetaType::Bool:
         return value.toBool();

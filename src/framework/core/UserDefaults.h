@@ -33,6 +33,9 @@ public:
     QString stringForKey(const QString &key) const;
     // Booleans, non-zero numbers and strings such as "YES", "true" or "1" are true.
     bool boolForKey(const QString &key) const;
+    // A stored value read as boolForKey() reads it ("NO" is false), for values found inside
+    // dictionaries and arrays.
+    static bool boolValue(const QVariant &value);
     qint64 integerForKey(const QString &key) const;
     // Empty unless a dictionary is stored.
     QVariantMap dictionaryForKey(const QString &key) const;

@@ -1,12 +1,15 @@
 #include "ConfigureSyncUtils.h"
 
+#include "core/UserDefaults.h"
+
 #include <QVariantList>
 
 namespace {
 
+// As the preferences' own booleans are read: a "NO" typed as text is false.
 bool isTrue(const QVariantMap &dictionary, const QString &key)
 {
-    return dictionary.value(key).toBool();
+    return UserDefaults::boolValue(dictionary.value(key));
 }
 
 QStringList markedTools(const QVariantMap &choice)

@@ -5,7 +5,8 @@
 
 // Turns a stored sync choice ("prefsNormalSync", "prefsiPodConnect") into the names of the plug-ins
 // to sync. The choice dictionary holds "syncAll", "syncOnlySelected" or "syncAllButSelected", and
-// "tools": one {"tool": name, "sync": marked} per plug-in.
+// "tools": one {"tool": name, "sync": marked} per plug-in. Its booleans are read as
+// UserDefaults::boolForKey() reads a value, so the text "NO" is false.
 class ConfigureSyncUtils
 {
 public:

@@ -31,6 +31,30 @@ QString parentFolder(const QString &path)
     return slash <= 0 ? QStringLiteral("/") : path.left(slash);
 }
 
+// What a folder really is, links resolved, so that one reached by two names is searched once. A
+// folder not made yet is named through its nearest ancestor that exists.
+QString folderIdentity(const QString &folder)
+{
+    QString existing = QDir::cleanPath(QFileInfo(folder).absoluteFilePath());
+    QString rest;
+    while (existing != QLatin1String("/") && !QFileInfo(existing).isDir()) {
+        rest.prepend(existing.mid(existing.lastIndexOf(QLatin1Char('/'))));
+        existing = parentFolder(existing);
+    }
+    const QString canonical = QFileInfo(existing).canonicalFilePath();
+    return (canonical.isEmpty() ? existing : canonical) + rest;
+}
+
+// Adds `folder` unless it is one already listed under another name.
+void appendOnce(QStringList &folders, QStringList &identities, const QString &folder)
+{
+    const QString identity = folderIdentity(folder);
+    if (identities.contains(identity))
+        return;
+    folders.append(folder);
+    identities.append(identity);
+}
+
 QString userPluginsFolder()
 {
     const QString support = Paths::applicationSupportFolder();
@@ -78,21 +102,25 @@ QStringList PluginManager::searchFolders() const
 {
     // A prefix that is a folder always has a built-in plug-ins folder, there or not yet, as every
     // application bundle has one; only a prefix that is no folder at all ends the list.
+    // A folder reached twice (on Debian /lib is /usr/lib, so for an install to /usr the outer
+    // prefix's folder is the built-in one) is listed once, where it comes first.
     QStringList folders;
+    QStringList identities;
     if (!QFileInfo(m_mainPrefix).isDir())
         return folders;
-    folders.append(m_mainPrefix + kPluginsBelowPrefix);
+    appendOnce(folders, identities, m_mainPrefix + kPluginsBelowPrefix);
 
     QString outerPrefix = m_mainPrefix;
     for (int level = 0; level < 3; ++level)
         outerPrefix = parentFolder(outerPrefix);
     if (!QFileInfo(outerPrefix).isDir())
         return folders;
-    folders.append(outerPrefix == QLatin1String("/") ? kPluginsBelowPrefix : outerPrefix + kPluginsBelowPrefix);
+    appendOnce(folders, identities,
+               outerPrefix == QLatin1String("/") ? kPluginsBelowPrefix : outerPrefix + kPluginsBelowPrefix);
 
     const QString user = userPluginsFolder();
     if (!user.isEmpty())
-        folders.append(user);
+        appendOnce(folders, identities, user);
     return folders;
 }
 

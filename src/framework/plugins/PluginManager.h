@@ -21,7 +21,8 @@ class TVRPlugin;
 //      the application's own tree finds the application's plug-ins;
 //   3. in the application-support folder, the first sub-folder whose name lower-cased is "plugins".
 // The list ends at the first that cannot be named: a prefix that is no folder gives none at all,
-// and without a user folder there are two.
+// and without a user folder there are two. A folder that is another one of the list under another
+// name (through a symbolic link) is searched once, where it comes first.
 //
 // Not shared: every pluginManager() is a new object, and every plugins() makes new instances.
 // Use on the main thread (plug-in libraries are loaded and plug-in objects made there).

@@ -34,6 +34,16 @@ bool isDictionary(const std::optional<QVariant> &root)
     return root && root->metaType().id() == QMetaType::QVariantMap;
 }
 
+// The lock UserDefaults::synchronize() takes beside a preferences file: whoever holds it reads,
+// merges and replaces the file without anyone writing in between.
+bool lockPreferencesFile(QLockFile &lock, const QString &path, QString *error)
+{
+    lock.setStaleLockTime(30000);
+    if (lock.tryLock(10000))
+        return true;
+    return fail(error, QStringLiteral("%1 is locked by another program").arg(path));
+}
+
 } // namespace
 
 std::unique_ptr<TVRPrefs> TVRPrefs::prefsWithBundle(const Bundle *bundle)
@@ -69,8 +79,7 @@ void TVRPrefs::load()
         return;
     QFile file(m_fullPath);
     if (!file.open(QIODevice::ReadOnly)) {
-        m_unreadable = file.errorString();
-        qCWarning(lcPlugins) << "Cannot read the plug-in preferences" << m_fullPath << ':' << m_unreadable
+        qCWarning(lcPlugins) << "Cannot read the plug-in preferences" << m_fullPath << ':' << file.errorString()
                              << "- starting without them; the file will not be overwritten";
         return;
     }
@@ -120,10 +129,15 @@ void TVRPrefs::handlePrefsChanged(const Notification *notification)
         return;
     if (action == kRemove) {
         m_dict.remove(key);
+        m_pendingSets.remove(key);
+        m_pendingRemovals.insert(key);
     } else if (action == kSet) {
         const QVariant object = info.value(kObject);
-        if (object.isValid())
-            m_dict.insert(key, object);
+        if (!object.isValid())
+            return;
+        m_dict.insert(key, object);
+        m_pendingRemovals.remove(key);
+        m_pendingSets.insert(key, object);
     }
 }
 
@@ -131,25 +145,34 @@ bool TVRPrefs::synchronize(QString *error)
 {
     if (!QDir().mkpath(QFileInfo(m_fullPath).absolutePath()))
         return fail(error, QStringLiteral("cannot create the folder of %1").arg(m_fullPath));
+    QLockFile lock(m_fullPath + QStringLiteral(".lock"));
+    if (!lockPreferencesFile(lock, m_fullPath, error))
+        return false;
+
+    // Read afresh under the lock: what other programs saved meanwhile stays, and only the changes
+    // made here since the last synchronize() go over it.
+    QVariantMap values;
     if (QFileInfo::exists(m_fullPath)) {
-        // Values this object never saw must not be replaced by the ones it has.
-        if (!m_unreadable.isEmpty())
-            return fail(
-                error,
-                QStringLiteral("%1 could not be read (%2), so it is not overwritten").arg(m_fullPath, m_unreadable));
         QFile file(m_fullPath);
         if (!file.open(QIODevice::ReadOnly))
             return fail(
                 error,
                 QStringLiteral("cannot read %1 (%2), so it is not overwritten").arg(m_fullPath, file.errorString()));
-        const bool corrupt = !isDictionary(PropertyList::fromData(file.readAll()));
+        const std::optional<QVariant> root = PropertyList::fromData(file.readAll());
         file.close();
-        if (corrupt && CorruptFile::keepAside(m_fullPath, lcPlugins).isNull())
+        if (isDictionary(root))
+            values = root->toMap();
+        else if (CorruptFile::keepAside(m_fullPath, lcPlugins).isNull())
             return fail(error, QStringLiteral("%1 is not a property list and cannot be moved aside").arg(m_fullPath));
     }
-    if (!PropertyList::writeFile(m_fullPath, m_dict, error))
+    for (const QString &key : std::as_const(m_pendingRemovals))
+        values.remove(key);
+    values.insert(m_pendingSets);
+    if (!PropertyList::writeFile(m_fullPath, values, error))
         return false;
-    m_unreadable.clear();
+    m_pendingSets.clear();
+    m_pendingRemovals.clear();
+    m_dict = values;
     return true;
 }
 
@@ -161,9 +184,8 @@ bool TVRPrefs::importKeysFromTivaroPrefs(const QStringList &keys, QString *error
     // The lock UserDefaults::synchronize() takes: the host cannot merge its changes into the file
     // between our reading and our writing it.
     QLockFile lock(appPath + QStringLiteral(".lock"));
-    lock.setStaleLockTime(30000);
-    if (!lock.tryLock(10000))
-        return fail(error, QStringLiteral("%1 is locked by another program").arg(appPath));
+    if (!lockPreferencesFile(lock, appPath, error))
+        return false;
     QString reason;
     const std::optional<QVariant> root = PropertyList::readFile(appPath, &reason);
     if (!isDictionary(root))

@@ -2,6 +2,7 @@
 
 #include "core/ObserverRegistration.h"
 
+#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <QVariant>
@@ -45,10 +46,13 @@ public:
     void setObject(const QVariant &value, const QString &key);
     void removeObjectForKey(const QString &key);
 
-    // Creates the folder if need be and writes the values atomically, replacing the file. A file
-    // that holds no property-list dictionary is first kept aside (CorruptFile); a file that cannot be
-    // read, or could not be read when this object was made, is never overwritten: false, with the
-    // reason in *error.
+    // Saves the changes made through this object and the others of its bundle since it was made or
+    // last synchronized: under the lock UserDefaults takes beside the file, it reads the file afresh,
+    // applies those sets and removals over it and replaces it atomically, so keys other programs
+    // saved meanwhile stay. Afterwards the object holds what the file holds. The folder is created
+    // if need be. A file that holds no property-list dictionary is first kept aside (CorruptFile);
+    // a file that cannot be read is never overwritten: false, with the reason in *error, and the
+    // changes wait for the next try.
     bool synchronize(QString *error = nullptr);
 
     // Moves these keys from the application's preferences file into this one: each key found there
@@ -73,8 +77,9 @@ private:
     QVariantMap m_dict;
     QString m_fullPath;
     QString m_notificationName;
-    // Why the file could not be read when this object was made; while it is there it is not written.
-    QString m_unreadable;
+    // The changes not yet saved, as synchronize() applies them over the file.
+    QVariantMap m_pendingSets;
+    QSet<QString> m_pendingRemovals;
     // Last, so that observing stops before anything else goes away.
     ObserverRegistration m_observer;
 };

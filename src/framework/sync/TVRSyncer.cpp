@@ -98,7 +98,9 @@ bool TVRSyncer::refusedWhileRunning()
 {
     if (m_running)
         m_lastError = QStringLiteral("A sync is already running.");
-    return m_running;
+    else if (isEjectPending())
+        m_lastError = QStringLiteral("The iPod of the last sync is about to be ejected; try again once it has been.");
+    return m_running || isEjectPending();
 }
 
 bool TVRSyncer::sync(qint32 type, const QStringList &pluginsToSync, const std::shared_ptr<TVRiPod> &iPod)
@@ -166,6 +168,7 @@ bool TVRSyncer::performSync(qint32 type)
     m_logManager->appendLog(QStringLiteral("Type: %1").arg(m_synciPod->iPodFamilyDescription()));
     for (const QString &line : std::as_const(earlyLines))
         m_logManager->appendLog(line);
+    logWhenNothingToRun();
 
     if (m_pluginProgress) {
         m_pluginProgress->setIndeterminate(true);
@@ -204,7 +207,33 @@ void TVRSyncer::chooseFromPreference(const QString &key, bool takeEject)
     const QVariantMap choice = m_defaults.dictionaryForKey(key);
     m_pluginsToSync = ConfigureSyncUtils::plugins(m_plugins.keys(), choice);
     if (takeEject)
-        m_ejectAfterSync = choice.value(QStringLiteral("ejectAfterSync")).toBool();
+        m_ejectAfterSync = UserDefaults::boolValue(choice.value(QStringLiteral("ejectAfterSync")));
+}
+
+void TVRSyncer::logWhenNothingToRun()
+{
+    if (m_plugins.isEmpty()) {
+        m_logManager->appendError(QStringLiteral("Nothing was synced: no plug-ins are installed."));
+        return;
+    }
+    // An empty choice means every plug-in; a plug-in that failed to load is still there to name.
+    QStringList missing;
+    for (const QString &name : std::as_const(m_pluginsToSync)) {
+        if (m_plugins.contains(name))
+            return;
+        const QString quoted = QLatin1Char('"') + name + QLatin1Char('"');
+        if (!missing.contains(quoted))
+            missing.append(quoted);
+    }
+    if (missing.isEmpty())
+        return;
+    const QString installed = m_plugins.keys().join(QStringLiteral(", "));
+    m_logManager->appendError(
+        missing.size() == 1
+            ? QStringLiteral("Nothing was synced: the chosen plug-in %1 is not installed (installed: %2).")
+                  .arg(missing.constFirst(), installed)
+            : QStringLiteral("Nothing was synced: the chosen plug-ins %1 are not installed (installed: %2).")
+                  .arg(missing.join(QStringLiteral(", ")), installed));
 }
 
 void TVRSyncer::startPrepareSync()
@@ -398,7 +427,9 @@ void TVRSyncer::finishSync()
     m_pluginsToSync.clear();
     m_network.reset();
     m_running = false;
-    m_lock.reset();
+    // An iPod about to be ejected stays locked until the eject has been tried.
+    if (!isEjectPending())
+        m_lock.reset();
 }
 
 void TVRSyncer::warnAboutTooManyNotes()
@@ -428,12 +459,30 @@ void TVRSyncer::removeEmptyTivaroFolder()
 
 void TVRSyncer::scheduleEject()
 {
-    QTimer::singleShot(kEjectDelayMs, this, [this, iPod = m_synciPod] {
+    m_ejectTimer = std::make_unique<QTimer>();
+    m_ejectTimer->setSingleShot(true);
+    connect(m_ejectTimer.get(), &QTimer::timeout, this, [this, iPod = m_synciPod] {
         const bool ejected = iPod->eject();
         if (!ejected)
             qCWarning(lcSync) << "Eject of" << iPod->path() << "failed:" << iPod->lastErrorString();
+        m_lock.reset();
         Q_EMIT ejectAttempted(ejected, ejected ? QString() : iPod->lastErrorString());
     });
+    m_ejectTimer->start(kEjectDelayMs);
+}
+
+bool TVRSyncer::isEjectPending() const
+{
+    return m_ejectTimer && m_ejectTimer->isActive();
+}
+
+bool TVRSyncer::cancelEject()
+{
+    if (!isEjectPending())
+        return false;
+    m_ejectTimer->stop();
+    m_lock.reset();
+    return true;
 }
 
 void TVRSyncer::saveLog()

@@ -15,6 +15,7 @@
 #include <vector>
 
 class IPodSyncLock;
+class QTimer;
 struct RemovalReport;
 class LogManager;
 class TVRPlugin;
@@ -60,6 +61,8 @@ public:
     void setProgressIndicator(TVRProgressIndicator *indicator) { m_pluginProgress = indicator; }
     void setAlerter(TVRSyncAlerter *alerter) { m_alerter = alerter; }
 
+    // Read when the sync finishes. A normal or connect sync sets it from its preference when it
+    // starts (an eject sync sets it true), so a caller whose word wins sets it after the start.
     void setEjectAfterSync(bool eject) { m_ejectAfterSync = eject; }
     bool ejectAfterSync() const { return m_ejectAfterSync; }
     bool isSyncing() const { return m_isSyncing; }
@@ -79,6 +82,11 @@ public:
 
     // Stops after the running plug-in has reported completion; the log is still saved.
     void cancel();
+    // Between the end of a sync and the eject it asked for (two seconds later) the iPod stays
+    // locked and no new sync starts. cancelEject() drops an eject that has not begun and frees the
+    // iPod; false when none was waiting.
+    bool isEjectPending() const;
+    bool cancelEject();
 
     QString lastError() const { return m_lastError; }
     qint32 syncType() const { return m_syncType; }
@@ -116,6 +124,9 @@ private:
     // True, with lastError() set, while a sync (or the end of a cancelled one) is under way.
     bool refusedWhileRunning();
     void chooseFromPreference(const QString &key, bool takeEject);
+    // Logs an error when the choice names no installed plug-in, or none is installed: such a sync
+    // runs nothing and must not pass for a clean one.
+    void logWhenNothingToRun();
     void startPrepareSync();
     // Runs on a worker thread, on copies, so that nothing it reads changes under it.
     static Preparation prepareSync(const PluginMap &plugins, const QStringList &pluginsToSync);
@@ -175,6 +186,8 @@ private:
 
     std::unique_ptr<TVRNetwork> m_network;
     std::unique_ptr<IPodSyncLock> m_lock;
+    // Running while a finished sync's eject waits; the lock is kept until the eject has been tried.
+    std::unique_ptr<QTimer> m_ejectTimer;
     std::vector<ObserverRegistration> m_observers;
     QStringList m_pluginsRun;
     QString m_lastError;

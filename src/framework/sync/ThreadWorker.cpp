@@ -22,7 +22,20 @@ ThreadWorker::ThreadWorker(Work work, const QVariant &argument, DidEnd didEnd, Q
     , m_argument(argument)
     , m_didEnd(std::move(didEnd))
     , m_context(context)
-{}
+{
+    if (context && m_didEnd) {
+        m_relay.reset(new QObject);
+        m_relay->moveToThread(context->thread());
+    }
+}
+
+void ThreadWorker::RelayDeleter::operator()(QObject *relay) const
+{
+    if (relay->thread() == QThread::currentThread())
+        delete relay;
+    else
+        relay->deleteLater();
+}
 
 void ThreadWorker::markAsCancelled()
 {
@@ -49,14 +62,18 @@ void ThreadWorker::runPrimaryTask()
     } catch (const std::exception &error) {
         qCWarning(lcSync) << "Background work failed:" << error.what();
     }
-    if (!m_didEnd)
+    if (!m_relay)
         return;
-    QObject *context = m_context.data();
-    if (!context) {
-        qCDebug(lcSync) << "Background work ended after its receiver went away; result dropped";
-        return;
-    }
     // Delivered on the starting thread; this thread waits, as the result must be taken before it ends.
+    // Whether the receiver still lives is asked there too: it is deleted on that thread, never
+    // between the question and the call.
     QMetaObject::invokeMethod(
-        context, [this, &result] { m_didEnd(result); }, Qt::BlockingQueuedConnection);
+        m_relay.get(),
+        [this, &result] {
+            if (m_context)
+                m_didEnd(result);
+            else
+                qCDebug(lcSync) << "Background work ended after its receiver went away; result dropped";
+        },
+        Qt::BlockingQueuedConnection);
 }

@@ -14,7 +14,9 @@
 //
 // The ending function runs on the starting thread while the worker thread waits for it, so the
 // work's result is consumed before the worker goes away. When `context` (an object living on the
-// starting thread) is destroyed first, the ending function is skipped.
+// starting thread) is destroyed first, the ending function is skipped. The worker thread never
+// touches `context`: it hands the result to a relay object of the worker's own on that thread,
+// which looks at `context` there, where it cannot be deleted in between.
 class ThreadWorker : public std::enable_shared_from_this<ThreadWorker>
 {
 public:
@@ -32,6 +34,10 @@ public:
 private:
     enum Condition { Running = 0, Cancelled = 1 };
 
+    struct RelayDeleter {
+        void operator()(QObject *relay) const;
+    };
+
     ThreadWorker(Work work, const QVariant &argument, DidEnd didEnd, QObject *context);
     void start();
     void runPrimaryTask();
@@ -39,6 +45,10 @@ private:
     Work m_work;
     QVariant m_argument;
     DidEnd m_didEnd;
+    // Read only on the context's thread.
     QPointer<QObject> m_context;
+    // Made on the context's thread and living there for as long as the worker does; null without
+    // a context or an ending function.
+    std::unique_ptr<QObject, RelayDeleter> m_relay;
     std::atomic<int> m_cancelled{Running};
 };
