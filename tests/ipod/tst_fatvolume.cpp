@@ -24,6 +24,7 @@ private Q_SLOTS:
     void writesALongNoteAsManyPages();
     void writesContacts();
     void filesAreOnTheImage();
+    void theRecordAndAShorterNoteOnTheImage();
     void readOnlyVolumeIsNoiPod();
     void ejectUnmounts();
 
@@ -135,6 +136,24 @@ void FatVolumeTest::filesAreOnTheImage()
                 .contains(QStringLiteral("Long read p2.txt")));
     QVERIFY(imageListing(m_volume->imagePath(), QStringLiteral("/Contacts")).contains(QStringLiteral("TVR-News.vcf")));
     QVERIFY(m_volume->mount(false));
+}
+
+// The record of Tivaro's files is saved under its lock on FAT; a note written again shorter leaves
+// neither pages nor an empty _pages folder on the image.
+void FatVolumeTest::theRecordAndAShorterNoteOnTheImage()
+{
+    QString error;
+    QVERIFY2(m_iPod->saveOwnFilesRecord(&error), qPrintable(error));
+    QVERIFY(m_iPod->writeNoteToiPod(QStringLiteral("Now short."), QStringLiteral("Long read"), QString()));
+    QVERIFY2(m_iPod->saveOwnFilesRecord(&error), qPrintable(error));
+    m_volume->unmount();
+    QVERIFY(imageListing(m_volume->imagePath(), QStringLiteral("/.tivaro")).contains(QStringLiteral("manifest.plist")));
+    QVERIFY(!imageListing(m_volume->imagePath(), QStringLiteral("/Notes")).contains(QStringLiteral("_pages")));
+    QVERIFY(m_volume->mount(false));
+    const TVRiPodPtr again = TVRiPod::iPodAtPath(m_volume->mountPoint());
+    QVERIFY(again->ownFiles().contains("Notes/Long read.txt"));
+    QVERIFY(!again->ownFiles().contains("Notes/_pages/Long read p2.txt"));
+    QVERIFY(again->ownFiles().contains("Contacts/TVR-News.vcf"));
 }
 
 void FatVolumeTest::readOnlyVolumeIsNoiPod()
