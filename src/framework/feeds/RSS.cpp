@@ -374,8 +374,11 @@ QStringList RSS::articlePageNames(const QList<Item> &items)
     QStringList names;
     QSet<QString> taken;
     for (const Item &item : items) {
-        const QString first = wordsUpTo(correctFilename(trimWhiteSpace(itemString(item, QStringLiteral("title")))),
-                                        kArticlePageNameLength);
+        // The word rule keeps runs of spaces, which can take it past the length: the name is cut again.
+        const QString first =
+            leftWithinLength(wordsUpTo(correctFilename(trimWhiteSpace(itemString(item, QStringLiteral("title")))),
+                                       kArticlePageNameLength),
+                             kArticlePageNameLength);
         QString name = first;
         for (int number = 2; taken.contains(name.toCaseFolded()); ++number) {
             const QString suffix = QStringLiteral(" %1").arg(number);

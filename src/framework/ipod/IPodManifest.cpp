@@ -85,11 +85,15 @@ std::optional<QHash<QByteArray, IPodManifest::Entry>> IPodManifest::parse(const 
     for (auto it = fileMap.cbegin(); it != fileMap.cend(); ++it) {
         const QVariantMap fields = it.value().toMap();
         Entry entry{fields.value(kOwnerKey).toString(), fields.value(kGroupKey).toString(), -1};
+        // A size that is no count is no size.
         if (fields.contains(kSizeKey))
-            entry.size = fields.value(kSizeKey).toLongLong();
-        // A record anyone may have edited names nothing outside the iPod.
+            entry.size = std::max<qint64>(fields.value(kSizeKey).toLongLong(), -1);
+        // A record anyone may have edited names nothing outside the iPod, and nothing Tivaro could not
+        // have written (bytes that are no UTF-8 arrive as replacement characters).
         const QByteArray path = QFile::encodeName(it.key());
-        if (path.isEmpty() || path.startsWith('/') || !VolumeRoot::components(path))
+        if (path.isEmpty() || path.startsWith('/') || !VolumeRoot::components(path) ||
+            it.key().contains(QChar::ReplacementCharacter) || it.key().contains(QChar(0)) ||
+            entry.owner.contains(QChar(0)) || entry.group.contains(QChar(0)))
             continue;
         entries.insert(path, entry);
     }
