@@ -1,69 +1,37 @@
 #include "SynchronousDownload.h"
 
-#include "HttpOutcome.h"
+#include "DownloadTransfer.h"
+#include "DownloadURL.h"
 #include "NetworkAccess.h"
 
-#include <QEventLoop>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QNetworkRequest>
+#include <QSemaphore>
 #include <QThread>
 
 #include <memory>
 
 namespace {
 
-// As many as a browser follows before it calls it a loop.
-constexpr int kMaximumRedirects = 20;
+// What the waiting caller is handed back.
+struct Outcome {
+    QSemaphore done;
+    QByteArray body;
+    DownloadFailure failure;
+};
 
 QNetworkRequest requestFor(const QUrl &url, int idleTimeoutMs)
 {
-    QNetworkRequest request(url);
+    QNetworkRequest request(DownloadURL::withoutFeedScheme(url));
     request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
-    // Followed below, hop by hop: Qt 6.4's own following can lose the final body.
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     request.setTransferTimeout(idleTimeoutMs);
     return request;
-}
-
-std::unique_ptr<QNetworkReply> getAndWait(QNetworkAccessManager &manager, const QUrl &url, int idleTimeoutMs)
-{
-    std::unique_ptr<QNetworkReply> reply(manager.get(requestFor(url, idleTimeoutMs)));
-    QEventLoop loop;
-    QObject::connect(reply.get(), &QNetworkReply::finished, &loop, &QEventLoop::quit);
-    if (!reply->isFinished())
-        loop.exec();
-    return reply;
-}
-
-// Runs on the transfer thread.
-QByteArray runTransfer(QUrl url, int idleTimeoutMs, QString *error)
-{
-    QNetworkAccessManager &manager = *NetworkAccess::managerForCurrentThread();
-    for (int hop = 0;; ++hop) {
-        std::unique_ptr<QNetworkReply> reply = getAndWait(manager, url, idleTimeoutMs);
-        const QVariant target = reply->attribute(QNetworkRequest::RedirectionTargetAttribute);
-        if (target.isValid() && hop < kMaximumRedirects) {
-            url = url.resolved(target.toUrl());
-            continue;
-        }
-        QByteArray body = reply->isOpen() ? reply->readAll() : QByteArray();
-        if (target.isValid()) {
-            *error = QStringLiteral("too many redirects");
-            return QByteArray();
-        }
-        if (HttpOutcome::isCompleteAnswer(*reply)) {
-            // An empty body is still a body: only a failure gives a null result.
-            return body.isNull() ? QByteArray("", 0) : body;
-        }
-        *error = reply->errorString();
-        return body.isEmpty() ? QByteArray() : body;
-    }
 }
 
 // An object living on the one thread that every blocking transfer runs on. Qt's HTTP thread, stopped
 // when its manager is destroyed, can drop work it has just posted to itself and so leak the
 // connections it held; the transfer thread and its manager therefore live as long as the process.
+// Transfers run on it side by side, each driven by the thread's event loop, never by a loop of its
+// own: one transfer that hangs keeps no other waiting.
 QObject *transferThreadAnchor()
 {
     static QObject *const anchor = [] {
@@ -77,21 +45,47 @@ QObject *transferThreadAnchor()
     return anchor;
 }
 
+// Runs on the transfer thread; the outcome is released when the transfer has ended.
+void startTransfer(const QNetworkRequest &request, const DownloadLimits &limits,
+                   const std::shared_ptr<Outcome> &outcome)
+{
+    auto *transfer = new DownloadTransfer(*NetworkAccess::managerForCurrentThread(), request, limits, std::nullopt);
+    QObject::connect(transfer, &DownloadTransfer::ended, transfer, [transfer, outcome] {
+        outcome->failure = transfer->failure();
+        if (!outcome->failure)
+            outcome->body = transfer->data();
+        transfer->deleteLater();
+        outcome->done.release();
+    });
+    transfer->start();
+}
+
 } // namespace
 
 namespace SynchronousDownload {
 
-QByteArray fetch(const QUrl &url, int idleTimeoutMs, QString *error)
+QByteArray fetch(const QUrl &url, int idleTimeoutMs, DownloadFailure *failure)
 {
-    QByteArray body;
-    QString reason;
+    // Read here: preferences belong to the thread that reads them.
+    const DownloadLimits limits = DownloadLimits::fromPreferences();
+    const QNetworkRequest request = requestFor(url, idleTimeoutMs);
+    auto outcome = std::make_shared<Outcome>();
     QObject *anchor = transferThreadAnchor();
     Q_ASSERT(QThread::currentThread() != anchor->thread());
     QMetaObject::invokeMethod(
-        anchor, [&url, idleTimeoutMs, &body, &reason] { body = runTransfer(url, idleTimeoutMs, &reason); },
-        Qt::BlockingQueuedConnection);
+        anchor, [request, limits, outcome] { startTransfer(request, limits, outcome); }, Qt::QueuedConnection);
+    outcome->done.acquire();
+    if (failure)
+        *failure = outcome->failure;
+    return outcome->body;
+}
+
+QByteArray fetch(const QUrl &url, int idleTimeoutMs, QString *error)
+{
+    DownloadFailure failure;
+    const QByteArray body = fetch(url, idleTimeoutMs, &failure);
     if (error)
-        *error = reason;
+        *error = failure.text();
     return body;
 }
 
