@@ -140,13 +140,19 @@ private Q_SLOTS:
                    "\" refused: only http and https are followed\n";
         QTest::newRow("cut short") << QStringList{m_server.url("/short/1000").toString()} << 1 << ""
                                    << "tivaro: Download failed: cut short: 1000 bytes of 2000 bytes arrived\n";
+        QTest::newRow("broken chunks") << QStringList{m_server.url("/brokenchunks/1000").toString()} << 1 << ""
+                                       << "tivaro: Download failed: cut short: the connection broke after 1000 "
+                                          "bytes\n";
         QTest::newRow("stall") << QStringList{m_server.url("/stall/0").toString(), "--timeout", "1"} << 1 << ""
                                << "tivaro: Download timed out: no data for 1 second\n";
         QTest::newRow("no URL") << QStringList() << 2 << ""
                                 << "tivaro: fetch takes one URL\n";
         QTest::newRow("relative URL") << QStringList{"feed.xml"} << 2 << ""
-                                      << "tivaro: cannot download \"feed.xml\": not an absolute URL of a known "
-                                         "scheme\n";
+                                      << "tivaro: cannot download \"feed.xml\": not an http, https, feed or file "
+                                         "URL\n";
+        QTest::newRow("other scheme") << QStringList{"gopher://127.0.0.1/feed"} << 2 << ""
+                                      << "tivaro: cannot download \"gopher://127.0.0.1/feed\": not an http, https, "
+                                         "feed or file URL\n";
         QTest::newRow("bad time-out") << QStringList{hello, "--timeout", "soon"} << 2 << ""
                                       << "tivaro: --timeout takes a positive number of seconds, not \"soon\"\n";
         QTest::newRow("user alone") << QStringList{hello, "--user", "ann"} << 2 << ""
@@ -237,9 +243,9 @@ private Q_SLOTS:
 #if defined(__SANITIZE_ADDRESS__)
         QSKIP("AddressSanitizer's shadow memory and quarantine of freed blocks make peak memory meaningless");
 #endif
-        // The 32 MB of body, Qt's read-ahead and the program itself (some 25 MB); the whole answer
-        // would be 1024 MB and more.
-        QVERIFY2(run.peakKilobytes > 0 && run.peakKilobytes < 100 * 1024,
+        // The program itself (some 30 MB) and the 32 MB of body, twice over while its buffer grows;
+        // the whole answer would be 1024 MB and more.
+        QVERIFY2(run.peakKilobytes > 0 && run.peakKilobytes < 128 * 1024,
                  qPrintable(QStringLiteral("peak %1 KB").arg(run.peakKilobytes)));
     }
 

@@ -335,6 +335,9 @@ private Q_SLOTS:
         QTest::newRow("reset half-way") << "/partial/1000" << QVariantMap() << QString() << 0 << 2
                                         << int(DownloadFailure::CutShort)
                                         << "^cut short: 1000 bytes of 2000 bytes arrived$";
+        QTest::newRow("broken chunks") << "/brokenchunks/1000" << QVariantMap() << QString() << 0 << 2
+                                       << int(DownloadFailure::CutShort)
+                                       << "^cut short: the connection broke after 1000 bytes$";
         QTest::newRow("no credential") << "/auth/ann/secret/hello" << QVariantMap() << QString() << 0 << 2
                                        << int(DownloadFailure::AuthenticationRefused)
                                        << "^the server asks for a user name and password$";
@@ -597,6 +600,7 @@ private Q_SLOTS:
                                    << int(DownloadFailure::TooLarge);
         QTest::newRow("deadline") << "/endless/100" << QVariantMap{{"DownloadDeadline", 1}}
                                   << int(DownloadFailure::DeadlinePassed);
+        QTest::newRow("broken chunks") << "/brokenchunks/1000" << QVariantMap() << int(DownloadFailure::CutShort);
     }
     void synchronousFailures()
     {

@@ -254,6 +254,15 @@ bool TestHttpServer::answerBuiltIn(QTcpSocket *socket, const Request &request, c
         socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\nContent-Length: " +
                       QByteArray::number(2 * sent) + "\r\n\r\n" + patternBytes(sent));
         socket->disconnectFromHost();
+    } else if (kind == QLatin1String("cut") && arguments.size() >= 2) {
+        Route route;
+        {
+            const QMutexLocker lock(&m_mutex);
+            route = m_routes.value(tailOf(path, 2));
+        }
+        socket->write("HTTP/1.1 200 OK\r\nContent-Type: " + route.contentType + "\r\nContent-Length: " +
+                      QByteArray::number(route.body.size()) + "\r\n\r\n" + route.body.left(arguments.first().toInt()));
+        socket->disconnectFromHost();
     } else if (kind == QLatin1String("brokenchunks") && !arguments.isEmpty()) {
         const qint64 sent = arguments.first().toLongLong();
         socket->write(

@@ -30,6 +30,8 @@ class QTcpSocket;
 //   /partial/N                     a header announcing 2N bytes, N bytes, then a reset
 //   /short/N                       a header announcing 2N bytes, N bytes, then an orderly close
 //   /brokenchunks/N                a chunked answer of N bytes that closes before its last chunk
+//   /cut/N/<path>                  the body served at /<path>, announced whole, cut after N bytes by
+//                                  an orderly close
 //   /endless/MS                    a chunked answer of dripChunk() every MS milliseconds, never ending
 //   /generate/N                    N bytes of patternBytes(), made as the client reads them (never held
 //                                  whole), with their Content-Length

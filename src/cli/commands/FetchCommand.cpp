@@ -7,7 +7,6 @@
 #include "net/DownloadLimits.h"
 
 #include <QEventLoop>
-#include <QTimer>
 
 namespace {
 
@@ -69,7 +68,7 @@ int FetchCommand::run(const QStringList &arguments, Console &console)
     const QUrl url(text, QUrl::StrictMode);
     std::shared_ptr<TVRDownloader> downloader = TVRDownloader::loadWithURL(url, this, credential);
     if (!downloader)
-        return console.fail(QStringLiteral("cannot download \"%1\": not an absolute URL of a known scheme").arg(text),
+        return console.fail(QStringLiteral("cannot download \"%1\": not an http, https, feed or file URL").arg(text),
                             ExitCode::Usage);
     if (seconds)
         downloader->setTimeoutSeconds(*seconds);
@@ -77,20 +76,7 @@ int FetchCommand::run(const QStringList &arguments, Console &console)
     m_loop = &loop;
     loop.exec();
     m_loop = nullptr;
-    const int exitCode = report(*downloader, console);
-    if (m_errorType)
-        finishQuietly(std::move(downloader));
-    return exitCode;
-}
-
-void FetchCommand::finishQuietly(std::shared_ptr<TVRDownloader> downloader)
-{
-    // Qt's network thread winds a failed transfer down on its own time; leaving at once would drop
-    // that work undone (harmless at exit, but leak checkers rightly report it). A short grace period.
-    downloader.reset();
-    QEventLoop loop;
-    QTimer::singleShot(100, &loop, &QEventLoop::quit);
-    loop.exec();
+    return report(*downloader, console);
 }
 
 void FetchCommand::downloadFinished(TVRDownloader *)

@@ -9,9 +9,9 @@
 // One blocking GET, for the synchronous face of the downloader.
 namespace SynchronousDownload {
 
-// Fetches `url` (a "feed:" URL over http) on a thread of the network layer, so that the caller's
-// event loop (if any) delivers nothing while it waits, and returns the body. The request ends after
-// `idleTimeoutMs` without progress, at the deadline, or past the maximum size of DownloadLimits. On
+// Fetches `url` (a "feed:" URL over http) on the calling thread, which it blocks (an event loop of
+// the thread delivers nothing meanwhile), and returns the body. The request ends after
+// `idleTimeoutMs` without data, at the deadline, or past the maximum size of DownloadLimits. On
 // failure *failure says why and the result is null: a partial body is never returned. An answer
 // with an HTTP error status is no failure: its body is returned. Blocking downloads of several
 // threads run side by side, so one that hangs holds up only its caller.

@@ -1,13 +1,12 @@
 #include "TVRDownloader.h"
 
+#include "BlockingTransfer.h"
 #include "DownloadURL.h"
-#include "NetworkAccess.h"
 #include "SynchronousDownload.h"
 
 #include "core/Logging.h"
 #include "core/StringEncoding.h"
 
-#include <QNetworkAccessManager>
 #include <QTimer>
 
 #include <climits>
@@ -24,16 +23,11 @@ QNetworkRequest requestForURL(const QUrl &url)
     return request;
 }
 
-bool canLoad(const QUrl &url, const QNetworkAccessManager &manager)
-{
-    return url.isValid() && !url.isRelative() && manager.supportedSchemes().contains(url.scheme());
-}
-
 } // namespace
 
 struct TVRDownloader::Private {
-    // Qt deletes a reply's state after its signals return, and the transfer may be the sender of
-    // the signal being delivered, so it goes later.
+    // The transfer may be the sender of the signal being delivered (a delegate may drop this
+    // downloader while told), so it goes later.
     struct DeleteLater {
         void operator()(QObject *object) const { object->deleteLater(); }
     };
@@ -59,7 +53,7 @@ std::shared_ptr<TVRDownloader> TVRDownloader::loadWithRequest(const QNetworkRequ
 {
     QNetworkRequest webRequest = request;
     webRequest.setUrl(DownloadURL::withoutFeedScheme(request.url()));
-    if (!canLoad(webRequest.url(), *NetworkAccess::managerForCurrentThread())) {
+    if (!BlockingTransfer::canLoad(webRequest.url())) {
         qCWarning(lcNet) << "Cannot load" << request.url().toDisplayString();
         return nullptr;
     }
@@ -77,7 +71,7 @@ TVRDownloader::TVRDownloader(const QNetworkRequest &request, TVRDownloaderDelega
     connect(d->cancelTimer, &QTimer::timeout, this, &TVRDownloader::timedOut);
 
     const DownloadLimits limits = DownloadLimits::fromPreferences();
-    d->transfer.reset(new DownloadTransfer(*NetworkAccess::managerForCurrentThread(), request, limits, credential));
+    d->transfer.reset(new DownloadTransfer(request, limits, credential));
     connect(d->transfer.get(), &DownloadTransfer::received, this, &TVRDownloader::resetTimer);
     connect(d->transfer.get(), &DownloadTransfer::ended, this, &TVRDownloader::transferEnded);
     d->transfer->start();

@@ -34,13 +34,13 @@ public:
     virtual void downloadFailedWithErrorType(int errorType) = 0;
 };
 
-// Fetches one URL. The asynchronous face runs on the creating thread's event loop and tells its
-// delegate when done; a watchdog ends a transfer that receives no data for timeoutSeconds() (the
-// "DownloadTimeout" preference, 20 by default, read once at creation), and the request's own
-// 15-second time-out ends one that stalls sooner. A download may bring at most DownloadLimits'
-// maximum bytes and take at most its deadline. Redirects to http and https are followed and url()
-// follows them; a credential is offered only to the origin of the URL it was given with. The
-// synchronous face blocks, for worker threads; blocking downloads run side by side.
+// Fetches one URL. The asynchronous face transfers on a thread of its own and tells its delegate,
+// on the creating thread's event loop, when done; a watchdog ends a transfer that receives no data
+// for timeoutSeconds() (the "DownloadTimeout" preference, 20 by default, read once at creation),
+// and the request's own 15-second time-out ends one that stalls sooner. A download may bring at
+// most DownloadLimits' maximum bytes and take at most its deadline. Redirects to http and https are
+// followed and url() follows them; a credential is offered only to the origin of the URL it was
+// given with. The synchronous face blocks, for worker threads; blocking downloads run side by side.
 class TVRDownloader : public QObject
 {
     Q_OBJECT
@@ -56,7 +56,7 @@ public:
     static constexpr int kRequestTimeoutSeconds = 15;
 
     // Starts a transfer at once; a "feed:" URL is fetched over http (or https). Null when the URL
-    // cannot be loaded at all (invalid, relative, or a scheme the network layer does not know). The
+    // cannot be loaded at all (invalid, relative, or not http, https, feed or file). The
     // delegate is not owned and must outlive the transfer or cancel it; dropping the last reference
     // inside a delegate call is safe.
     static std::shared_ptr<TVRDownloader> loadWithURL(const QUrl &url, TVRDownloaderDelegate *delegate,
