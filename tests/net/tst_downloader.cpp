@@ -447,6 +447,18 @@ private Q_SLOTS:
         QVERIFY(m_server->requestHeaders("/location").last().contains("authorization"));
     }
 
+    // A chunked answer that ends properly, a trailer after its last chunk, is whole.
+    void chunkedAnswerWithTrailer()
+    {
+        FailureRecorder delegate;
+        const auto downloader = TVRDownloader::loadWithURL(m_server->url("/chunked/2500"), &delegate);
+        QTRY_VERIFY(delegate.ended());
+        QCOMPARE(delegate.heard.finished, 1);
+        QCOMPARE(downloader->data(), TestHttpServer::patternBytes(2500));
+        QCOMPARE(downloader->urlResponse()->expectedContentLength, -1);
+        QCOMPARE(TVRDownloader::downloadData(m_server->url("/chunked/2500")), TestHttpServer::patternBytes(2500));
+    }
+
     // A body that stops before its announced end is no answer, also to a delegate that hears of
     // failures only as downloadFinished: it finds the failure, not a shorter document.
     void cutShortIsAFailure()

@@ -263,6 +263,15 @@ bool TestHttpServer::answerBuiltIn(QTcpSocket *socket, const Request &request, c
         socket->write("HTTP/1.1 200 OK\r\nContent-Type: " + route.contentType + "\r\nContent-Length: " +
                       QByteArray::number(route.body.size()) + "\r\n\r\n" + route.body.left(arguments.first().toInt()));
         socket->disconnectFromHost();
+    } else if (kind == QLatin1String("chunked") && !arguments.isEmpty()) {
+        const QByteArray body = patternBytes(arguments.first().toLongLong());
+        QByteArray answer = "HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\n"
+                            "Transfer-Encoding: chunked\r\nTrailer: X-Checksum\r\n\r\n";
+        for (qsizetype at = 0; at < body.size(); at += 1000) {
+            const QByteArray chunk = body.mid(at, 1000);
+            answer += QByteArray::number(chunk.size(), 16) + "\r\n" + chunk + "\r\n";
+        }
+        socket->write(answer + "0\r\nX-Checksum: 1\r\n\r\n");
     } else if (kind == QLatin1String("brokenchunks") && !arguments.isEmpty()) {
         const qint64 sent = arguments.first().toLongLong();
         socket->write(

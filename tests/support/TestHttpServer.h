@@ -29,6 +29,8 @@ class QTcpSocket;
 //   /reset                         resets the connection (TCP RST) without answering
 //   /partial/N                     a header announcing 2N bytes, N bytes, then a reset
 //   /short/N                       a header announcing 2N bytes, N bytes, then an orderly close
+//   /chunked/N                     N bytes of patternBytes() in chunks of at most 1000, ended properly
+//                                  and followed by a trailer field
 //   /brokenchunks/N                a chunked answer of N bytes that closes before its last chunk
 //   /cut/N/<path>                  the body served at /<path>, announced whole, cut after N bytes by
 //                                  an orderly close

@@ -1,8 +1,11 @@
 #include "BlockingTransfer.h"
 
 #include "DownloadURL.h"
+#include "HttpResponseHeader.h"
 
 #include "core/Logging.h"
+
+#include <QCoreApplication>
 
 #include <curl/curl.h>
 
@@ -24,6 +27,10 @@ void initialiseCurl()
     std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
 }
 
+// On the main thread as the application starts: OpenSSL, which curl starts, keeps state for the
+// thread that started it, and frees it at exit only for the main thread.
+Q_COREAPP_STARTUP_FUNCTION(initialiseCurl)
+
 struct EasyCleanup {
     void operator()(CURL *easy) const { curl_easy_cleanup(easy); }
 };
@@ -33,28 +40,6 @@ struct MultiCleanup {
 struct ListFree {
     void operator()(curl_slist *list) const { curl_slist_free_all(list); }
 };
-
-// "text/html; charset=EUC-JP" as the MIME type and the encoding name.
-void readContentType(const QByteArray &contentType, TVRURLResponse &response)
-{
-    const QList<QByteArray> parts = contentType.split(';');
-    response.mimeType = QString::fromLatin1(parts.value(0).trimmed()).toLower();
-    for (qsizetype i = 1; i < parts.size(); ++i) {
-        const QByteArray parameter = parts.at(i).trimmed();
-        if (parameter.toLower().startsWith("charset="))
-            response.textEncodingName = QString::fromLatin1(parameter.mid(8)).remove(QLatin1Char('"'));
-    }
-}
-
-QByteArray headerValue(const TVRURLResponse &response, const QByteArray &name)
-{
-    QByteArray value;
-    for (const auto &[key, text] : response.headers) {
-        if (key.compare(name, Qt::CaseInsensitive) == 0)
-            value = text;
-    }
-    return value;
-}
 
 // Cookies and credentials are for the site they were given for.
 bool isPersonal(const QByteArray &headerName)
@@ -108,9 +93,7 @@ struct BlockingTransfer::Hop {
     QUrl url;
     // The target when the answer is a redirect.
     QUrl next;
-    TVRURLResponse response;
-    // Between an answer's status line and the end of its header; trailers come outside.
-    bool inHeader = false;
+    HttpResponseHeader header;
     // A whole header of an answer other than a redirect has arrived.
     bool answered = false;
     // The body of the current answer is a redirect's and is dropped.
@@ -209,7 +192,8 @@ QByteArray BlockingTransfer::data() const
 DownloadFailure BlockingTransfer::fetch(Hop &hop)
 {
     hop.next = QUrl();
-    hop.inHeader = hop.answered = hop.redirecting = false;
+    hop.header = HttpResponseHeader(hop.url);
+    hop.answered = hop.redirecting = false;
     hop.expected = -1;
     hop.error[0] = '\0';
     CURL *easy = hop.easy;
@@ -308,7 +292,7 @@ DownloadFailure BlockingTransfer::outcomeOf(int result, const Hop &hop) const
         return DownloadFailure::other(reasonOf(code, hop.error));
     }
     // A challenge left unanswered or refused fails the download, as the server kept the document.
-    const int status = hop.response.statusCode;
+    const int status = hop.header.statusCode();
     if (hop.answered && (status == 401 || status == 407)) {
         if (m_credential && !DownloadURL::haveSameOrigin(hop.url, m_request.url))
             return DownloadFailure::credentialWithheld(hop.url, m_request.url);
@@ -328,47 +312,30 @@ size_t BlockingTransfer::onHeader(char *buffer, size_t size, size_t count, void 
 void BlockingTransfer::headerLine(Hop &hop, const QByteArray &line)
 {
     m_sinceData.restart();
-    const QByteArray text = line.trimmed();
-    if (text.startsWith("HTTP/")) {
-        hop.response = TVRURLResponse();
-        hop.response.url = hop.url;
-        hop.response.statusCode = text.split(' ').value(1).toInt();
-        hop.inHeader = true;
+    switch (hop.header.read(line)) {
+    case HttpResponseHeader::Line::Status:
         hop.redirecting = false;
         hop.next = QUrl();
         return;
-    }
-    if (!hop.inHeader)
+    case HttpResponseHeader::Line::Field:
+    case HttpResponseHeader::Line::Ignored:
         return;
-    if (!text.isEmpty()) {
-        const qsizetype colon = text.indexOf(':');
-        if (colon > 0)
-            hop.response.headers.append({text.left(colon).trimmed(), text.mid(colon + 1).trimmed()});
-        return;
+    case HttpResponseHeader::Line::End:
+        break;
     }
-    // The end of the header.
-    hop.inHeader = false;
-    TVRURLResponse &response = hop.response;
     // 100 Continue and its kind come before the answer itself.
-    if (response.statusCode < 200)
+    if (hop.header.statusCode() < 200)
         return;
-    const QByteArray location = headerValue(response, "Location");
-    if (response.statusCode >= 300 && response.statusCode < 400 && !location.isEmpty()) {
+    if (const QUrl target = hop.header.redirectTarget(); !target.isEmpty()) {
         hop.redirecting = true;
-        hop.next = hop.url.resolved(QUrl(QString::fromUtf8(location)));
+        hop.next = target;
         return;
     }
-    readContentType(headerValue(response, "Content-Type"), response);
-    bool isNumber = false;
-    const qint64 length = headerValue(response, "Content-Length").trimmed().toLongLong(&isNumber);
-    response.expectedContentLength = isNumber && length >= 0 ? length : -1;
-    const QByteArray encoding = headerValue(response, "Content-Encoding").trimmed().toLower();
-    // A compressed body is longer, once read, than its Content-Length says.
-    hop.expected = encoding.isEmpty() || encoding == "identity" ? response.expectedContentLength : -1;
+    hop.expected = hop.header.identityLength();
     hop.answered = true;
     clearBody(hop.expected);
     if (hop.observer->responded)
-        hop.observer->responded(response);
+        hop.observer->responded(hop.header.response());
     if (hop.expected > m_limits.maximumBytes)
         hop.stop = DownloadFailure::tooLarge(m_limits.maximumBytes);
 }
