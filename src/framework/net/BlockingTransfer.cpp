@@ -31,6 +31,36 @@ void initialiseCurl()
 // thread that started it, and frees it at exit only for the main thread.
 Q_COREAPP_STARTUP_FUNCTION(initialiseCurl)
 
+std::mutex shareLocks[CURL_LOCK_DATA_LAST];
+
+void lockShare(CURL *, curl_lock_data data, curl_lock_access, void *)
+{
+    shareLocks[data].lock();
+}
+
+void unlockShare(CURL *, curl_lock_data data, void *)
+{
+    shareLocks[data].unlock();
+}
+
+// The connections, name look-ups and TLS sessions of every download of the process, kept as a
+// browser keeps them: the next download from a server reuses the connection of the last one. It
+// lives as long as the process.
+CURLSH *sharedCaches()
+{
+    static CURLSH *const share = [] {
+        initialiseCurl();
+        CURLSH *caches = curl_share_init();
+        curl_share_setopt(caches, CURLSHOPT_LOCKFUNC, &lockShare);
+        curl_share_setopt(caches, CURLSHOPT_UNLOCKFUNC, &unlockShare);
+        curl_share_setopt(caches, CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT);
+        curl_share_setopt(caches, CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS);
+        curl_share_setopt(caches, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
+        return caches;
+    }();
+    return share;
+}
+
 struct EasyCleanup {
     void operator()(CURL *easy) const { curl_easy_cleanup(easy); }
 };
@@ -209,6 +239,7 @@ DownloadFailure BlockingTransfer::fetch(Hop &hop)
     curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https,file");
     curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
     curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(easy, CURLOPT_SHARE, sharedCaches());
     // Whatever compression curl reads; the body is counted as decoded.
     curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "");
     curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headerList.get());
