@@ -14,6 +14,8 @@
 #include <atomic>
 #include <functional>
 
+#include <sys/stat.h>
+
 namespace {
 
 // What a delegate heard, in order.
@@ -391,6 +393,38 @@ private Q_SLOTS:
         const QString said = downloader->failure().text();
         QVERIFY2(QRegularExpression(text).match(said).hasMatch(), qPrintable(said));
         QVERIFY(!downloader->data().contains(kSecret));
+    }
+
+    // A file: URL reads a file, never a device or a pipe that could be read for ever.
+    void fileURLs_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<QString>("failure");
+        QTest::newRow("file") << m_secretFile.toLocalFile() << kSecret << QString();
+        QTest::newRow("missing") << m_files.filePath("none.xml") << QByteArray()
+                                 << "couldn't open file " + m_files.filePath("none.xml");
+        QTest::newRow("device") << "/dev/zero" << QByteArray() << "/dev/zero is not a regular file";
+        QTest::newRow("folder") << m_files.path() << QByteArray() << m_files.path() + " is not a regular file";
+        QTest::newRow("pipe") << m_files.filePath("pipe") << QByteArray()
+                              << m_files.filePath("pipe") + " is not a regular file";
+    }
+    void fileURLs()
+    {
+        QFETCH(QString, path);
+        QFETCH(QByteArray, body);
+        QFETCH(QString, failure);
+        if (path.endsWith("/pipe") && !QFileInfo::exists(path))
+            QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+        FailureRecorder delegate;
+        const auto downloader = TVRDownloader::loadWithURL(QUrl::fromLocalFile(path), &delegate);
+        QTRY_VERIFY(delegate.ended());
+        QCOMPARE(downloader->failure().text(), failure);
+        DownloadFailure blocking;
+        QCOMPARE(TVRDownloader::downloadData(QUrl::fromLocalFile(path), &blocking), body);
+        QCOMPARE(blocking.text(), failure);
+        if (failure.isEmpty())
+            QCOMPARE(downloader->data(), body);
     }
 
     // A redirect may lead to another web address, never to something the computer holds.

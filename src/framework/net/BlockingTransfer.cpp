@@ -6,6 +6,7 @@
 #include "core/Logging.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 
 #include <curl/curl.h>
 
@@ -156,6 +157,11 @@ DownloadFailure BlockingTransfer::run(const Observer &observer)
     if (!canLoad(m_request.url))
         return DownloadFailure::other(
             QStringLiteral("\"%1\" is not an http, https or file address").arg(m_request.url.toDisplayString()));
+    // A device or a pipe could be read for ever, and no limit stops a read that blocks. A file that
+    // is not there is left to curl to report.
+    if (const QFileInfo file(m_request.url.toLocalFile());
+        m_request.url.isLocalFile() && file.exists() && !file.isFile())
+        return DownloadFailure::other(QStringLiteral("%1 is not a regular file").arg(file.filePath()));
     initialiseCurl();
     m_started.start();
     const std::unique_ptr<CURL, EasyCleanup> easy(curl_easy_init());
