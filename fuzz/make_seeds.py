@@ -482,3 +482,17 @@ write("fuzz_photodb", "artwork", chunk(b"mhfd", 0x84, chunk(b"mhsd", 0x60, chunk
     b"mhii", 0x98, stored_image(":F1028_1.ithmb", 0, 20000, 100, 100), [(20, "<q", 0x72d1294bf3f0a4b1)])))
     + chunk(b"mhsd", 0x60, chunk(b"mhlf", 0x5c, chunk(b"mhif", 0x7c)))))
 write("fuzz_photodb", "unknown-tag", photo_db([(5, [(":a", 0, 2520, 42, 30)])], [(b"A", [5])]) + b"mhzz\x0c\0\0\0")
+
+
+# --- HTTP answer headers, as curl hands them to the downloader: one line each ----------------------
+
+write("fuzz_http_header", "ok",
+      "HTTP/1.1 200 OK\r\nContent-Type: application/rss+xml; charset=\"UTF-8\"\r\n"
+      "Content-Length: 2048\r\n\r\n")
+write("fuzz_http_header", "redirect",
+      "HTTP/1.1 301 Moved Permanently\r\nLocation: ../other/feed.xml?x=1\r\n\r\n"
+      "HTTP/2 200\r\ncontent-type: text/html\r\ncontent-encoding: gzip\r\ncontent-length: 12\r\n\r\n")
+write("fuzz_http_header", "challenge",
+      "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 401 Unauthorized\r\n"
+      "WWW-Authenticate: Basic realm=\"feeds\"\r\nContent-Length: 0\r\n\r\n"
+      "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nX-Trailer: after the body\r\n\r\n")

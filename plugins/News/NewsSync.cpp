@@ -78,6 +78,9 @@ QString NewsSync::downloadProblem(const TVRDownloadItem &item)
     const std::shared_ptr<TVRDownloader> downloader = item.downloader();
     if (!downloader)
         return QStringLiteral("the address cannot be loaded.");
+    // Checked first: a transfer cut short brings part of a feed, which must not pass for all of it.
+    if (const DownloadFailure failure = downloader->failure())
+        return failure.text() + QLatin1Char('.');
     const std::optional<TVRURLResponse> response = downloader->urlResponse();
     if (response && response->statusCode >= 400)
         return QStringLiteral("the server answered %1.").arg(response->statusCode);

@@ -9,6 +9,10 @@
 
 namespace {
 
+// /generate writes pieces of this size, keeping at most kGenerateQueued bytes queued.
+constexpr qint64 kGeneratePiece = 64 * 1024;
+constexpr qint64 kGenerateQueued = 1024 * 1024;
+
 QByteArray reasonPhrase(int status)
 {
     switch (status) {
@@ -58,9 +62,16 @@ TestHttpServer::~TestHttpServer()
     m_thread.wait();
 }
 
-QUrl TestHttpServer::url(const QString &path) const
+QUrl TestHttpServer::url(const QString &path, const QString &host) const
 {
-    return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(m_port).arg(path));
+    return QUrl(QStringLiteral("http://%1:%2%3").arg(host).arg(m_port).arg(path));
+}
+
+QUrl TestHttpServer::redirectTo(const QUrl &target) const
+{
+    QUrl redirect = url(QStringLiteral("/location"));
+    redirect.setQuery(QString::fromLatin1(QUrl::toPercentEncoding(target.toString(QUrl::FullyEncoded))));
+    return redirect;
 }
 
 void TestHttpServer::serve(const QString &path, const QByteArray &body, const QByteArray &contentType)
@@ -79,6 +90,12 @@ int TestHttpServer::requestCount(const QString &path) const
 {
     const QMutexLocker lock(&m_mutex);
     return m_counts.value(path);
+}
+
+QList<QHash<QByteArray, QByteArray>> TestHttpServer::requestHeaders(const QString &path) const
+{
+    const QMutexLocker lock(&m_mutex);
+    return m_headers.value(path);
 }
 
 QByteArray TestHttpServer::eucJpBody()
@@ -106,9 +123,9 @@ QByteArray TestHttpServer::patternBytes(qint64 size)
     }();
     if (size <= pattern.size())
         return QByteArray::fromRawData(pattern.constData(), qsizetype(size));
-    QByteArray bytes;
-    while (bytes.size() < size)
-        bytes.append(pattern.left(qsizetype(size) - bytes.size()));
+    QByteArray bytes(qsizetype(size), Qt::Uninitialized);
+    for (qsizetype i = 0; i < bytes.size(); ++i)
+        bytes[i] = char('a' + i % 26);
     return bytes;
 }
 
@@ -134,6 +151,12 @@ void TestHttpServer::accept()
 
 void TestHttpServer::readRequests(QTcpSocket *socket, QByteArray &buffer)
 {
+    // A TLS client hello (record type 22) on this plain port.
+    if (buffer.startsWith('\x16') && socket->state() == QAbstractSocket::ConnectedState) {
+        writeResponse(socket, 400, QByteArrayLiteral("plain HTTP only"), QByteArrayLiteral("text/plain"));
+        socket->disconnectFromHost();
+        return;
+    }
     for (;;) {
         const qsizetype end = buffer.indexOf("\r\n\r\n");
         if (end < 0)
@@ -143,7 +166,9 @@ void TestHttpServer::readRequests(QTcpSocket *socket, QByteArray &buffer)
         const QList<QByteArray> requestLine = lines.first().trimmed().split(' ');
         request.method = requestLine.value(0);
         const QByteArray target = requestLine.value(1);
-        request.path = QString::fromLatin1(target.left(target.indexOf('?') < 0 ? target.size() : target.indexOf('?')));
+        const qsizetype question = target.indexOf('?');
+        request.path = QString::fromLatin1(question < 0 ? target : target.left(question));
+        request.query = question < 0 ? QByteArray() : target.mid(question + 1);
         for (qsizetype i = 1; i < lines.size(); ++i) {
             const qsizetype colon = lines.at(i).indexOf(':');
             if (colon > 0)
@@ -158,6 +183,7 @@ void TestHttpServer::readRequests(QTcpSocket *socket, QByteArray &buffer)
             const QMutexLocker lock(&m_mutex);
             ++m_total;
             ++m_counts[request.path];
+            m_headers[request.path].append(request.headers);
         }
         answer(socket, request, request.path);
         if (request.headers.value("connection").toLower() == "close" ||
@@ -195,6 +221,12 @@ bool TestHttpServer::answerBuiltIn(QTcpSocket *socket, const Request &request, c
         const QString next = hops > 1 ? QStringLiteral("/redirect/%1%2").arg(hops - 1).arg(rest) : rest;
         writeResponse(socket, 302, QByteArrayLiteral("moved"), QByteArrayLiteral("text/plain"),
                       "Location: " + next.toLatin1() + "\r\n");
+    } else if (kind == QLatin1String("location")) {
+        writeResponse(socket, 302, QByteArrayLiteral("moved"), QByteArrayLiteral("text/plain"),
+                      "Location: " + QByteArray::fromPercentEncoding(request.query) + "\r\n");
+    } else if (kind == QLatin1String("loop")) {
+        writeResponse(socket, 302, QByteArrayLiteral("moved"), QByteArrayLiteral("text/plain"),
+                      QByteArrayLiteral("Location: /loop\r\n"));
     } else if (kind == QLatin1String("auth") && arguments.size() >= 2) {
         const QByteArray expected =
             "Basic " + (arguments.at(0) + QLatin1Char(':') + arguments.at(1)).toUtf8().toBase64();
@@ -216,7 +248,41 @@ bool TestHttpServer::answerBuiltIn(QTcpSocket *socket, const Request &request, c
         socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\nContent-Length: " +
                       QByteArray::number(2 * sent) + "\r\n\r\n" + patternBytes(sent));
         // Time for the bytes to be read before the reset discards what the client has not read.
-        QTimer::singleShot(100, socket, [socket] { reset(socket); });
+        socket->disconnectFromHost();
+    } else if (kind == QLatin1String("short") && !arguments.isEmpty()) {
+        const qint64 sent = arguments.first().toLongLong();
+        socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\nContent-Length: " +
+                      QByteArray::number(2 * sent) + "\r\n\r\n" + patternBytes(sent));
+        socket->disconnectFromHost();
+    } else if (kind == QLatin1String("cut") && arguments.size() >= 2) {
+        Route route;
+        {
+            const QMutexLocker lock(&m_mutex);
+            route = m_routes.value(tailOf(path, 2));
+        }
+        socket->write("HTTP/1.1 200 OK\r\nContent-Type: " + route.contentType + "\r\nContent-Length: " +
+                      QByteArray::number(route.body.size()) + "\r\n\r\n" + route.body.left(arguments.first().toInt()));
+        socket->disconnectFromHost();
+    } else if (kind == QLatin1String("chunked") && !arguments.isEmpty()) {
+        const QByteArray body = patternBytes(arguments.first().toLongLong());
+        QByteArray answer = "HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\n"
+                            "Transfer-Encoding: chunked\r\nTrailer: X-Checksum\r\n\r\n";
+        for (qsizetype at = 0; at < body.size(); at += 1000) {
+            const QByteArray chunk = body.mid(at, 1000);
+            answer += QByteArray::number(chunk.size(), 16) + "\r\n" + chunk + "\r\n";
+        }
+        socket->write(answer + "0\r\nX-Checksum: 1\r\n\r\n");
+    } else if (kind == QLatin1String("brokenchunks") && !arguments.isEmpty()) {
+        const qint64 sent = arguments.first().toLongLong();
+        socket->write(
+            "HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\nTransfer-Encoding: chunked\r\n\r\n" +
+            QByteArray::number(sent, 16) + "\r\n" + patternBytes(sent) + "\r\n");
+        // The last chunk ("0") never comes.
+        socket->disconnectFromHost();
+    } else if (kind == QLatin1String("endless") && !arguments.isEmpty()) {
+        dripForever(socket, arguments.first().toInt());
+    } else if (kind == QLatin1String("generate") && !arguments.isEmpty()) {
+        generate(socket, arguments.first().toLongLong(), arguments.value(1) != QLatin1String("unsized"));
     } else if (kind == QLatin1String("eucjp")) {
         writeResponse(socket, 200, eucJpBody(), QByteArrayLiteral("text/plain"));
     } else if (kind == QLatin1String("bytes") && !arguments.isEmpty()) {
@@ -243,6 +309,37 @@ void TestHttpServer::drip(QTcpSocket *socket, int count, int intervalMs)
             timer->stop();
     });
     timer->start(intervalMs);
+}
+
+void TestHttpServer::dripForever(QTcpSocket *socket, int intervalMs)
+{
+    socket->write("HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nTransfer-Encoding: chunked\r\n\r\n");
+    auto *timer = new QTimer(socket);
+    QObject::connect(timer, &QTimer::timeout, socket, [socket] {
+        socket->write(QByteArray::number(dripChunk().size(), 16) + "\r\n" + dripChunk() + "\r\n");
+    });
+    timer->start(intervalMs);
+}
+
+void TestHttpServer::generate(QTcpSocket *socket, qint64 size, bool sized)
+{
+    socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\n" +
+                  (sized ? "Content-Length: " + QByteArray::number(size) : QByteArrayLiteral("Connection: close")) +
+                  "\r\n\r\n");
+    auto written = std::make_shared<qint64>(0);
+    // Tops the socket's queue up as it drains, so only about kGenerateQueued bytes are ever held.
+    const auto topUp = [socket, size, sized, written] {
+        while (*written < size && socket->bytesToWrite() < kGenerateQueued) {
+            // The pattern repeats every 26 bytes: the piece starts where the last one ended.
+            const qint64 length = std::min(kGeneratePiece, size - *written);
+            socket->write(patternBytes(kGeneratePiece + 26).constData() + *written % 26, length);
+            *written += length;
+        }
+        if (*written >= size && !sized)
+            socket->disconnectFromHost();
+    };
+    QObject::connect(socket, &QTcpSocket::bytesWritten, socket, topUp);
+    topUp();
 }
 
 void TestHttpServer::writeResponse(QTcpSocket *socket, int status, const QByteArray &body,

@@ -318,8 +318,9 @@ void SyncerTest::downloadsForPlugins()
 
     const QString text = logText(syncer);
     // Every request was answered, in order; the failures are named and the plug-in still heard back.
-    QVERIFY2(text.contains("Download failed: " + dead + "\rNo body from " + dead), qPrintable(text));
-    QVERIFY(text.contains("Download timed out\r"));
+    QVERIFY2(text.contains("Download failed: " + dead + ": connection refused\rNo body from " + dead),
+             qPrintable(text));
+    QVERIFY(text.contains("Download timed out: " + server.url("/stall/10").toString() + ": no data for 1 second\r"));
     QVERIFY(text.contains("Download failed: notascheme:/x\rNo body from notascheme:/x"));
     QCOMPARE(syncer.logManager()->errorCount(), 3);
     QVERIFY(IPodFixture::readFile(m_iPod->notesFolder() + "/Alpha/news.txt.txt").contains("Today's news"));

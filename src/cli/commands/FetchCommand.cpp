@@ -4,23 +4,11 @@
 #include "Console.h"
 #include "ExitCode.h"
 
+#include "net/DownloadLimits.h"
+
 #include <QEventLoop>
-#include <QTimer>
 
 namespace {
-
-// The failure in words, with the HTTP status when an answer came.
-QString failureText(int errorType, const std::optional<TVRURLResponse> &response)
-{
-    if (errorType == TVRDownloader::TimedOut)
-        return QStringLiteral("Download timed out");
-    const int status = response ? response->statusCode : 0;
-    if (status == 401 || status == 407)
-        return QStringLiteral("Download failed: authentication refused (HTTP %1)").arg(status);
-    if (status != 0)
-        return QStringLiteral("Download failed: connection failed (HTTP %1)").arg(status);
-    return QStringLiteral("Download failed: connection failed");
-}
 
 std::optional<float> positiveSeconds(const QString &text)
 {
@@ -35,16 +23,25 @@ std::optional<float> positiveSeconds(const QString &text)
 
 int FetchCommand::run(const QStringList &arguments, Console &console)
 {
-    ArgumentParser options(*this, QStringLiteral("Downloads URL the way a sync does and writes the body to standard "
-                                                 "output as it came. Redirects are followed. The transfer ends when "
-                                                 "no data arrives for the time-out: the \"DownloadTimeout\" "
-                                                 "preference, else 20 seconds. An HTTP error status is a failure; "
-                                                 "its body is not written."));
-    const QCommandLineOption timeout(QStringLiteral("timeout"),
-                                     QStringLiteral("Give up after S seconds without data (this run only)."),
-                                     QStringLiteral("S"));
-    const QCommandLineOption user(QStringLiteral("user"), QStringLiteral("User name offered when the server asks."),
-                                  QStringLiteral("U"));
+    const DownloadLimits defaults;
+    ArgumentParser options(
+        *this, QStringLiteral("Downloads URL the way a sync does and writes the body to standard output as it came. "
+                              "Redirects to http and https are followed. The transfer fails when no data arrives "
+                              "for %1 seconds, or sooner for a \"DownloadTimeout\" preference below %1 (%2 when "
+                              "absent); past the \"DownloadMaximumBytes\" size (%3 MB) or the \"DownloadDeadline\" "
+                              "(%4 seconds); or when the body is cut short. An HTTP error status is a failure; its "
+                              "body is not written.")
+                   .arg(TVRDownloader::kRequestTimeoutSeconds)
+                   .arg(defaults.timeoutSeconds)
+                   .arg(defaults.maximumBytes / (1024 * 1024))
+                   .arg(defaults.deadlineSeconds));
+    const QCommandLineOption timeout(
+        QStringLiteral("timeout"),
+        QStringLiteral("Give up after S seconds without data (this run only); above %1, the %1 seconds apply.")
+            .arg(TVRDownloader::kRequestTimeoutSeconds),
+        QStringLiteral("S"));
+    const QCommandLineOption user(QStringLiteral("user"),
+                                  QStringLiteral("User name offered when URL's own server asks."), QStringLiteral("U"));
     const QCommandLineOption password(QStringLiteral("password"), QStringLiteral("Password offered with --user."),
                                       QStringLiteral("P"));
     options.addPositional(QStringLiteral("URL"), QStringLiteral("What to download."), QStringLiteral("URL"));
@@ -71,7 +68,7 @@ int FetchCommand::run(const QStringList &arguments, Console &console)
     const QUrl url(text, QUrl::StrictMode);
     std::shared_ptr<TVRDownloader> downloader = TVRDownloader::loadWithURL(url, this, credential);
     if (!downloader)
-        return console.fail(QStringLiteral("cannot download \"%1\": not an absolute URL of a known scheme").arg(text),
+        return console.fail(QStringLiteral("cannot download \"%1\": not an http, https, feed or file URL").arg(text),
                             ExitCode::Usage);
     if (seconds)
         downloader->setTimeoutSeconds(*seconds);
@@ -79,20 +76,7 @@ int FetchCommand::run(const QStringList &arguments, Console &console)
     m_loop = &loop;
     loop.exec();
     m_loop = nullptr;
-    const int exitCode = report(*downloader, console);
-    if (m_errorType)
-        finishQuietly(std::move(downloader));
-    return exitCode;
-}
-
-void FetchCommand::finishQuietly(std::shared_ptr<TVRDownloader> downloader)
-{
-    // Qt's network thread winds a failed transfer down on its own time; leaving at once would drop
-    // that work undone (harmless at exit, but leak checkers rightly report it). A short grace period.
-    downloader.reset();
-    QEventLoop loop;
-    QTimer::singleShot(100, &loop, &QEventLoop::quit);
-    loop.exec();
+    return report(*downloader, console);
 }
 
 void FetchCommand::downloadFinished(TVRDownloader *)
@@ -109,7 +93,7 @@ void FetchCommand::downloadFailedWithErrorType(int errorType)
 int FetchCommand::report(const TVRDownloader &downloader, Console &console) const
 {
     if (m_errorType)
-        return console.fail(failureText(*m_errorType, downloader.urlResponse()), ExitCode::Failure);
+        return console.fail(downloader.failure().message(), ExitCode::Failure);
     const int status = downloader.urlResponse() ? downloader.urlResponse()->statusCode : 0;
     if (status >= 400)
         return console.fail(QStringLiteral("Download failed: HTTP %1").arg(status), ExitCode::Failure);

@@ -21,7 +21,6 @@ public:
 
 private:
     int report(const TVRDownloader &downloader, Console &console) const;
-    static void finishQuietly(std::shared_ptr<TVRDownloader> downloader);
 
     QEventLoop *m_loop = nullptr;
     std::optional<int> m_errorType;

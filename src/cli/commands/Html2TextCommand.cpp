@@ -64,9 +64,10 @@ int Html2TextCommand::run(const QStringList &arguments, Console &console)
 std::optional<QByteArray> Html2TextCommand::readSource(const QString &source, Console &console)
 {
     if (isWebAddress(source)) {
-        const QByteArray body = TVRDownloader::downloadData(QUrl(source, QUrl::StrictMode));
-        if (body.isNull()) {
-            console.fail(QStringLiteral("cannot download %1").arg(source), ExitCode::Failure);
+        DownloadFailure failure;
+        const QByteArray body = TVRDownloader::downloadData(QUrl(source, QUrl::StrictMode), &failure);
+        if (failure) {
+            console.fail(QStringLiteral("cannot download %1: %2").arg(source, failure.text()), ExitCode::Failure);
             return std::nullopt;
         }
         return body;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "DownloadFailure.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QUrl>
@@ -7,10 +9,14 @@
 // One blocking GET, for the synchronous face of the downloader.
 namespace SynchronousDownload {
 
-// Fetches `url` on a thread of its own, so that the caller's event loop (if any) delivers nothing
-// while it waits; the request ends after `idleTimeoutMs` without progress. Returns the body as
-// received; on failure *error says why and the result is whatever arrived (null when nothing did).
-// An answer with an HTTP error status is no failure: its body is returned.
+// Fetches `url` (a "feed:" URL over http) on the calling thread, which it blocks (an event loop of
+// the thread delivers nothing meanwhile), and returns the body. The request ends after
+// `idleTimeoutMs` without data, at the deadline, or past the maximum size of DownloadLimits. On
+// failure *failure says why and the result is null: a partial body is never returned. An answer
+// with an HTTP error status is no failure: its body is returned. Blocking downloads of several
+// threads run side by side, so one that hangs holds up only its caller.
+QByteArray fetch(const QUrl &url, int idleTimeoutMs, DownloadFailure *failure);
+// The same with the failure in words.
 QByteArray fetch(const QUrl &url, int idleTimeoutMs, QString *error);
 
 } // namespace SynchronousDownload

@@ -1,78 +1,44 @@
 #include "TVRDownloader.h"
 
-#include "HttpOutcome.h"
-#include "NetworkAccess.h"
+#include "BlockingTransfer.h"
+#include "DownloadURL.h"
 #include "SynchronousDownload.h"
 
 #include "core/Logging.h"
 #include "core/StringEncoding.h"
-#include "core/UserDefaults.h"
 
-#include <QAuthenticator>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QPointer>
 #include <QTimer>
+
+#include <climits>
 
 namespace {
 
-constexpr int kRequestTimeoutMs = 15000;
 constexpr int kSynchronousTimeoutMs = 5000;
-constexpr float kDefaultTimeoutSeconds = 20.0f;
-// As many as a browser follows before it calls it a loop.
-constexpr int kMaximumRedirects = 20;
 
-// The watchdog's time-out: "DownloadTimeout" (whole seconds) from the application's preferences.
-float configuredTimeoutSeconds()
-{
-    UserDefaults defaults;
-    defaults.addSuiteNamed(UserDefaults::applicationDomain());
-    const QString key = QStringLiteral("DownloadTimeout");
-    if (!defaults.objectForKey(key).isValid())
-        return kDefaultTimeoutSeconds;
-    return float(defaults.integerForKey(key));
-}
-
+// Nothing is cached: every request goes to the network.
 QNetworkRequest requestForURL(const QUrl &url)
 {
     QNetworkRequest request(url);
-    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
-    request.setTransferTimeout(kRequestTimeoutMs);
+    request.setTransferTimeout(TVRDownloader::kRequestTimeoutSeconds * 1000);
     return request;
-}
-
-// A 3xx answer with a target to go on to.
-bool isRedirect(const QNetworkReply &reply)
-{
-    return reply.attribute(QNetworkRequest::RedirectionTargetAttribute).isValid();
-}
-
-bool canLoad(const QUrl &url, const QNetworkAccessManager &manager)
-{
-    return url.isValid() && !url.isRelative() && manager.supportedSchemes().contains(url.scheme());
 }
 
 } // namespace
 
 struct TVRDownloader::Private {
-    // Qt deletes a reply's or manager's state after its signals return, so they go later.
+    // The transfer may be the sender of the signal being delivered (a delegate may drop this
+    // downloader while told), so it goes later.
     struct DeleteLater {
         void operator()(QObject *object) const { object->deleteLater(); }
     };
 
-    std::unique_ptr<QNetworkAccessManager, DeleteLater> ownManager;
-    QPointer<QNetworkReply> connection;
-    QByteArray data;
-    QUrl url;
-    QNetworkRequest request; // as given; each redirect repeats it for its target
-    int redirects = 0;
+    std::unique_ptr<DownloadTransfer, DeleteLater> transfer;
     TVRDownloaderDelegate *delegate = nullptr;
     bool isDownloading = false;
     std::optional<Credential> authCredential;
-    int challengesAnswered = 0;
-    std::optional<TVRURLResponse> urlResponse;
-    float timeoutSeconds = kDefaultTimeoutSeconds;
+    float timeoutSeconds = float(DownloadLimits::kDefaultTimeoutSeconds);
     QTimer *cancelTimer = nullptr;
+    DownloadFailure failure;
 };
 
 std::shared_ptr<TVRDownloader> TVRDownloader::loadWithURL(const QUrl &url, TVRDownloaderDelegate *delegate,
@@ -85,11 +51,13 @@ std::shared_ptr<TVRDownloader> TVRDownloader::loadWithRequest(const QNetworkRequ
                                                               TVRDownloaderDelegate *delegate,
                                                               const std::optional<Credential> &credential)
 {
-    if (!canLoad(request.url(), *NetworkAccess::managerForCurrentThread())) {
+    QNetworkRequest webRequest = request;
+    webRequest.setUrl(DownloadURL::withoutFeedScheme(request.url()));
+    if (!BlockingTransfer::canLoad(webRequest.url())) {
         qCWarning(lcNet) << "Cannot load" << request.url().toDisplayString();
         return nullptr;
     }
-    return std::shared_ptr<TVRDownloader>(new TVRDownloader(request, delegate, credential));
+    return std::shared_ptr<TVRDownloader>(new TVRDownloader(webRequest, delegate, credential));
 }
 
 TVRDownloader::TVRDownloader(const QNetworkRequest &request, TVRDownloaderDelegate *delegate,
@@ -97,110 +65,33 @@ TVRDownloader::TVRDownloader(const QNetworkRequest &request, TVRDownloaderDelega
     : d(std::make_unique<Private>())
 {
     d->delegate = delegate;
-    d->data = QByteArray("", 0);
-    d->url = request.url();
     d->authCredential = credential;
     d->cancelTimer = new QTimer(this);
     d->cancelTimer->setSingleShot(true);
     connect(d->cancelTimer, &QTimer::timeout, this, &TVRDownloader::timedOut);
 
-    QNetworkAccessManager *shared = NetworkAccess::managerForCurrentThread();
-    QNetworkAccessManager *manager = shared;
-    if (credential) {
-        // Qt keeps a connection's accepted credential for the next requests on it; a manager of its
-        // own keeps this one from being sent on behalf of other downloaders.
-        d->ownManager.reset(new QNetworkAccessManager(shared));
-        manager = d->ownManager.get();
-        connect(manager, &QNetworkAccessManager::authenticationRequired, this, &TVRDownloader::answerChallenge);
-    }
-    d->request = request;
-    startConnection(*manager, request);
+    const DownloadLimits limits = DownloadLimits::fromPreferences();
+    d->transfer.reset(new DownloadTransfer(request, limits, credential));
+    connect(d->transfer.get(), &DownloadTransfer::received, this, &TVRDownloader::resetTimer);
+    connect(d->transfer.get(), &DownloadTransfer::ended, this, &TVRDownloader::transferEnded);
+    d->transfer->start();
     d->isDownloading = true;
-    d->timeoutSeconds = configuredTimeoutSeconds();
+    d->timeoutSeconds = float(limits.timeoutSeconds);
     resetTimer();
 }
 
 TVRDownloader::~TVRDownloader()
 {
     d->isDownloading = false;
-    if (d->connection) {
-        // The reply may be the one whose signal is being delivered right now.
-        d->connection->disconnect(this);
-        d->connection->abort();
-        d->connection->deleteLater();
-    }
+    d->transfer->disconnect(this);
+    d->transfer->abort();
 }
 
-void TVRDownloader::startConnection(QNetworkAccessManager &manager, QNetworkRequest request)
+void TVRDownloader::transferEnded()
 {
-    // Redirects are followed here, hop by hop, so that url() tracks each one, also to a less safe
-    // scheme. (Qt 6.4's own following loses the final body on this path.)
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-    QNetworkReply *reply = manager.get(request);
-    d->connection = reply;
-    connect(reply, &QNetworkReply::metaDataChanged, this, &TVRDownloader::receiveResponse);
-    connect(reply, &QNetworkReply::readyRead, this, &TVRDownloader::receiveData);
-    connect(reply, &QNetworkReply::finished, this, &TVRDownloader::connectionFinished);
-}
-
-void TVRDownloader::followRedirect()
-{
-    QNetworkReply *previous = d->connection;
-    d->url = d->url.resolved(previous->attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl());
-    previous->disconnect(this);
-    previous->deleteLater();
-    if (++d->redirects > kMaximumRedirects) {
-        qCDebug(lcNet) << "Download of" << d->url.toDisplayString() << "failed: too many redirects";
-        error(ConnectionFailed);
-        return;
-    }
-    QNetworkRequest next = d->request;
-    next.setUrl(d->url);
-    startConnection(*previous->manager(), next);
-}
-
-void TVRDownloader::receiveResponse()
-{
-    if (isRedirect(*d->connection))
-        return;
-    // The body is kept: bodies of several responses on one transfer add up.
-    d->urlResponse = HttpOutcome::responseOf(*d->connection);
-}
-
-void TVRDownloader::receiveData()
-{
-    if (!d->connection->isOpen())
-        return;
-    // A redirect's own body is not the document's.
-    if (isRedirect(*d->connection))
-        return;
-    const QByteArray chunk = d->connection->readAll();
-    if (chunk.isEmpty())
-        return;
-    d->data.append(chunk);
-    resetTimer();
-}
-
-void TVRDownloader::answerChallenge(QNetworkReply *reply, QAuthenticator *authenticator)
-{
-    // Left unanswered, the challenge fails the transfer: the credential is tried exactly once.
-    if (reply != d->connection || !d->authCredential || d->challengesAnswered > 0)
-        return;
-    ++d->challengesAnswered;
-    authenticator->setUser(d->authCredential->user);
-    authenticator->setPassword(d->authCredential->password);
-}
-
-void TVRDownloader::connectionFinished()
-{
-    if (isRedirect(*d->connection)) {
-        followRedirect();
-        return;
-    }
-    receiveData();
-    if (!HttpOutcome::isCompleteAnswer(*d->connection)) {
-        qCDebug(lcNet) << "Download of" << d->url.toDisplayString() << "failed:" << d->connection->errorString();
-        error(ConnectionFailed);
+    if (const DownloadFailure failure = d->transfer->failure()) {
+        d->failure = failure;
+        error(failure.kind() == DownloadFailure::DeadlinePassed ? TimedOut : ConnectionFailed);
         return;
     }
     d->isDownloading = false;
@@ -213,10 +104,7 @@ void TVRDownloader::doCancel(int errorType)
 {
     Q_UNUSED(errorType)
     d->isDownloading = false;
-    if (d->connection) {
-        d->connection->disconnect(this);
-        d->connection->abort();
-    }
+    d->transfer->abort();
     stopTimer();
 }
 
@@ -231,13 +119,15 @@ void TVRDownloader::error(int errorType)
 
 void TVRDownloader::cancel()
 {
+    if (d->isDownloading)
+        d->failure = DownloadFailure::cancelled();
     doCancel(Cancelled);
 }
 
 void TVRDownloader::resetTimer()
 {
     stopTimer();
-    d->cancelTimer->start(std::chrono::milliseconds(qint64(double(d->timeoutSeconds) * 1000.0)));
+    d->cancelTimer->start(int(qBound(0.0, double(d->timeoutSeconds) * 1000.0, double(INT_MAX))));
 }
 
 void TVRDownloader::stopTimer()
@@ -247,8 +137,10 @@ void TVRDownloader::stopTimer()
 
 void TVRDownloader::timedOut()
 {
-    if (d->isDownloading)
-        error(TimedOut);
+    if (!d->isDownloading)
+        return;
+    d->failure = DownloadFailure::noData(DownloadFailure::TimedOut, double(d->timeoutSeconds));
+    error(TimedOut);
 }
 
 void TVRDownloader::setTimeoutSeconds(float seconds)
@@ -260,11 +152,16 @@ void TVRDownloader::setTimeoutSeconds(float seconds)
 
 QByteArray TVRDownloader::downloadData(const QUrl &url)
 {
-    QString reason;
-    const QByteArray body = SynchronousDownload::fetch(url, kSynchronousTimeoutMs, &reason);
-    if (!reason.isEmpty())
-        qCWarning(lcNet).noquote() << QStringLiteral("TVRDownloader error: %1").arg(reason);
+    DownloadFailure failure;
+    const QByteArray body = downloadData(url, &failure);
+    if (failure)
+        qCWarning(lcNet).noquote() << QStringLiteral("TVRDownloader error: %1").arg(failure.text());
     return body;
+}
+
+QByteArray TVRDownloader::downloadData(const QUrl &url, DownloadFailure *failure)
+{
+    return SynchronousDownload::fetch(url, kSynchronousTimeoutMs, failure);
 }
 
 QString TVRDownloader::downloadString(const QUrl &url)
@@ -291,27 +188,27 @@ std::optional<TVRDownloader::Credential> TVRDownloader::authCredential() const
 
 std::optional<TVRURLResponse> TVRDownloader::urlResponse() const
 {
-    return d->urlResponse;
+    return d->transfer->response();
 }
 
 QUrl TVRDownloader::url() const
 {
-    return d->url;
+    return d->transfer->url();
 }
 
 QByteArray TVRDownloader::data() const
 {
-    return d->data;
+    return d->transfer->data();
 }
 
 QString TVRDownloader::string() const
 {
-    return decode(d->data);
+    return decode(data());
 }
 
 QString TVRDownloader::description() const
 {
-    return d->url.toString();
+    return url().toString();
 }
 
 bool TVRDownloader::isDownloading() const
@@ -322,4 +219,9 @@ bool TVRDownloader::isDownloading() const
 float TVRDownloader::timeoutSeconds() const
 {
     return d->timeoutSeconds;
+}
+
+DownloadFailure TVRDownloader::failure() const
+{
+    return d->failure;
 }

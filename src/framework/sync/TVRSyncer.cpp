@@ -587,15 +587,12 @@ void TVRSyncer::downloadFinished(TVRDownloader *)
     syncUtilsDownloadComplete();
 }
 
-void TVRSyncer::downloadFailedWithErrorType(int errorType)
+void TVRSyncer::downloadFailedWithErrorType(int)
 {
-    if (m_logManager && m_running) {
-        if (errorType == TVRDownloader::TimedOut)
-            m_logManager->appendError(QStringLiteral("Download timed out"));
-        else if (m_syncUtilsDownloader)
-            m_logManager->appendError(
-                QStringLiteral("Download failed: %1").arg(m_syncUtilsDownloader->url().toDisplayString()));
-    }
+    // One line naming the URL and what happened: "Download timed out: <url>: no data for 20 seconds".
+    if (m_logManager && m_running && m_syncUtilsDownloader)
+        m_logManager->appendError(
+            m_syncUtilsDownloader->failure().message(m_syncUtilsDownloader->url().toDisplayString()));
     syncUtilsDownloadComplete();
 }
 
