@@ -62,7 +62,7 @@ void NewsSync::downloadFinished(TVRDownloadItem *item)
     const NewsSubscription feed = m_feedOfItem.take(item);
     const QString problem = downloadProblem(*item);
     if (!problem.isNull()) {
-        m_failedFeeds.insert(feed.url.toString());
+        m_failedFeeds.insert(groupOf(feed));
         m_log->appendError(
             QStringLiteral("Cannot fetch \"%1\" (%2): %3").arg(feed.title, feed.url.toString(), problem));
     } else {
@@ -92,14 +92,14 @@ QString NewsSync::downloadProblem(const TVRDownloadItem &item)
 void NewsSync::writeFeed(const NewsSubscription &feed, const QByteArray &data)
 {
     if (iPodIsGone()) {
-        m_failedFeeds.insert(feed.url.toString());
+        m_failedFeeds.insert(groupOf(feed));
         m_log->appendError(
             QStringLiteral("The iPod at %1 is gone; \"%2\" was not written.").arg(m_iPod->path(), feed.title));
         return;
     }
     TVRSyncUtils::provideSyncFeedback(QStringLiteral("Writing %1").arg(feed.title));
     // The record of Tivaro's files keeps each note's feed, so that a feed failing next time keeps its news.
-    m_iPod->setOutputGroup(feed.url.toString());
+    m_iPod->setOutputGroup(groupOf(feed));
     QString error;
     NewsFeedWriter writer(*m_iPod);
     const std::optional<NewsFeedWriter::Written> written = writer.write(feed, data, &error);
@@ -110,9 +110,17 @@ void NewsSync::writeFeed(const NewsSubscription &feed, const QByteArray &data)
         for (const QString &failure : written->failedArticles)
             m_log->appendError(failure);
     } else {
-        m_failedFeeds.insert(feed.url.toString());
+        m_failedFeeds.insert(groupOf(feed));
         m_log->appendError(error);
     }
+}
+
+QString NewsSync::groupOf(const NewsSubscription &feed)
+{
+    // A subscription is known by the name the user gave its note, so that one whose address changed and
+    // then failed still keeps its news; one without a name by its address.
+    const QString title = feed.title.trimmed();
+    return title.isEmpty() ? feed.url.toString() : QStringLiteral("title:") + title;
 }
 
 void NewsSync::removeOldNews()

@@ -43,6 +43,8 @@ private:
     // Removes the news of earlier syncs that this one did not write again, except the notes of feeds
     // that failed this time: those keep their old news.
     void removeOldNews();
+    // What the record of Tivaro's files keeps as the group of a feed's notes.
+    static QString groupOf(const NewsSubscription &feed);
     void finish();
 
     std::shared_ptr<TVRiPod> m_iPod;
@@ -54,7 +56,7 @@ private:
     int m_remaining = 0;
     int m_feedsWritten = 0;
     int m_notesWritten = 0;
-    // The feeds that failed in this sync, by address.
+    // The feeds that failed in this sync, by groupOf().
     QSet<QString> m_failedFeeds;
     bool m_cancelled = false;
     bool m_finished = false;
