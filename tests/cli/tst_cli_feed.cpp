@@ -1,3 +1,4 @@
+#include "ChildMemory.h"
 #include "CliRun.h"
 #include "TemporaryHome.h"
 #include "TestHttpServer.h"
@@ -9,7 +10,6 @@
 
 #include <memory>
 
-#include <sys/resource.h>
 
 namespace {
 
@@ -42,22 +42,6 @@ QByteArray entityBomb()
     return "<?xml version=\"1.0\"?><!DOCTYPE rss [<!ENTITY e \"" + QByteArray(10000, 'x') +
            "\">]><rss version=\"2.0\"><channel><title>Bomb</title><item><title>T</title><description>" +
            QByteArray("&e;").repeated(20000) + "</description></item></channel></rss>";
-}
-
-// The most a child may take for a refused document; AddressSanitizer's shadow memory and
-// quarantine add theirs. Unbounded, the documents here took 1.7 to 3.4 GB.
-#if defined(__SANITIZE_ADDRESS__)
-constexpr long kChildPeakLimitMiB = 400;
-#else
-constexpr long kChildPeakLimitMiB = 150;
-#endif
-
-// The peak resident memory, in MiB, of the largest child process this program has waited for.
-long largestChildPeakMiB()
-{
-    rusage usage{};
-    getrusage(RUSAGE_CHILDREN, &usage);
-    return usage.ru_maxrss / 1024;
 }
 
 } // namespace
@@ -271,8 +255,8 @@ private Q_SLOTS:
         QFETCH(QStringList, arguments);
         const CliRun run = CliRun::run(QStringList{"feed"} + arguments + QStringList{m_entityBomb});
         // Every child so far counts; all of them are small. Unbounded, this one took 1.8 GB.
-        QVERIFY2(largestChildPeakMiB() < kChildPeakLimitMiB,
-                 qPrintable(QString::number(largestChildPeakMiB()) + " MiB"));
+        QVERIFY2(ChildMemory::largestPeakMiB() < ChildMemory::kRefusalLimitMiB,
+                 qPrintable(QString::number(ChildMemory::largestPeakMiB()) + " MiB"));
         QCOMPARE(run.exitCode, 1);
         QVERIFY2(run.err.contains("its entities expand into far more text"), qPrintable(run.err));
     }

@@ -1,3 +1,4 @@
+#include "ChildMemory.h"
 #include "CliRun.h"
 #include "FatVolume.h"
 #include "IPodFixture.h"
@@ -11,7 +12,6 @@
 
 #include <csignal>
 
-#include <sys/resource.h>
 
 namespace {
 
@@ -64,22 +64,6 @@ QByteArray feedOf(const QStringList &titles)
         items += "<item><title>" + titles.at(i).toUtf8() + "</title><description>Story " + QByteArray::number(i) +
                  "</description><link>http://h/" + QByteArray::number(i) + "</link></item>";
     return "<?xml version=\"1.0\"?><rss version=\"2.0\"><channel><title>Harbour</title>" + items + "</channel></rss>";
-}
-
-// The most a child may take for a refused document; AddressSanitizer's shadow memory and
-// quarantine add theirs. Unbounded, the documents here took 1.7 to 3.4 GB.
-#if defined(__SANITIZE_ADDRESS__)
-constexpr long kChildPeakLimitMiB = 400;
-#else
-constexpr long kChildPeakLimitMiB = 150;
-#endif
-
-// The peak resident memory, in MiB, of the largest child process this program has waited for.
-long largestChildPeakMiB()
-{
-    rusage usage{};
-    getrusage(RUSAGE_CHILDREN, &usage);
-    return usage.ru_maxrss / 1024;
 }
 
 QStringList filesBelow(const QString &folder)
@@ -176,8 +160,8 @@ private Q_SLOTS:
                                 "\" xmlUrl=\"http://x/\"/></body></opml>";
         const QString path = writeOpml(bomb);
         const CliRun run = CliRun::run({"news", "import", path});
-        QVERIFY2(largestChildPeakMiB() < kChildPeakLimitMiB,
-                 qPrintable(QString::number(largestChildPeakMiB()) + " MiB"));
+        QVERIFY2(ChildMemory::largestPeakMiB() < ChildMemory::kRefusalLimitMiB,
+                 qPrintable(QString::number(ChildMemory::largestPeakMiB()) + " MiB"));
         QCOMPARE(run.exitCode, 1);
         QCOMPARE(run.err, "tivaro: \"" + path +
                               "\" cannot be read as OPML: its entities expand into far more text than the document "
@@ -244,8 +228,8 @@ private Q_SLOTS:
             importAndSync({{"Bomb", bomb, "withArticles=\"yes\""}, {"Daily", m_server->url("/daily.xml").toString()}});
         // Once 499 pages from this 5 KB feed.
         QCOMPARE(filesBelow(m_iPod + "/Notes"), QStringList{"News/Daily.txt"});
-        QVERIFY2(largestChildPeakMiB() < kChildPeakLimitMiB,
-                 qPrintable(QString::number(largestChildPeakMiB()) + " MiB"));
+        QVERIFY2(ChildMemory::largestPeakMiB() < ChildMemory::kRefusalLimitMiB,
+                 qPrintable(QString::number(ChildMemory::largestPeakMiB()) + " MiB"));
         QCOMPARE(run.exitCode, 1);
         QVERIFY2(run.out.contains("  \"Bomb\" (" + bomb +
                                   ") is not a news feed: its entities expand into far more text than the document "

@@ -1,3 +1,4 @@
+#include "ChildMemory.h"
 #include "CliRun.h"
 
 #include <QJsonArray>
@@ -6,7 +7,6 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include <sys/resource.h>
 
 namespace {
 
@@ -30,22 +30,6 @@ QByteArray entityBomb()
     return "<?xml version=\"1.0\"?><!DOCTYPE opml [<!ENTITY e \"" + QByteArray(10000, 'x') +
            "\">]><opml><body><outline text=\"" + QByteArray("&e;").repeated(20000) +
            "\" xmlUrl=\"http://x/\"/></body></opml>";
-}
-
-// The most a child may take for a refused document; AddressSanitizer's shadow memory and
-// quarantine add theirs. Unbounded, the documents here took 1.7 to 3.4 GB.
-#if defined(__SANITIZE_ADDRESS__)
-constexpr long kChildPeakLimitMiB = 400;
-#else
-constexpr long kChildPeakLimitMiB = 150;
-#endif
-
-// The peak resident memory, in MiB, of the largest child process this program has waited for.
-long largestChildPeakMiB()
-{
-    rusage usage{};
-    getrusage(RUSAGE_CHILDREN, &usage);
-    return usage.ru_maxrss / 1024;
 }
 
 } // namespace
@@ -133,8 +117,8 @@ private Q_SLOTS:
         QVERIFY(!path.isEmpty());
         const CliRun run = CliRun::run({"opml", path, "--json"});
         // Every child so far counts; all of them are small.
-        QVERIFY2(largestChildPeakMiB() < kChildPeakLimitMiB,
-                 qPrintable(QString::number(largestChildPeakMiB()) + " MiB"));
+        QVERIFY2(ChildMemory::largestPeakMiB() < ChildMemory::kRefusalLimitMiB,
+                 qPrintable(QString::number(ChildMemory::largestPeakMiB()) + " MiB"));
         QCOMPARE(run.exitCode, 1);
         QCOMPARE(run.out, QString());
         QCOMPARE(run.err, "tivaro: \"" + path +
