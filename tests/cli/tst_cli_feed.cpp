@@ -10,7 +10,6 @@
 
 #include <memory>
 
-
 namespace {
 
 QString dataFile(const QString &name)

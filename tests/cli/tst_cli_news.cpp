@@ -12,7 +12,6 @@
 
 #include <csignal>
 
-
 namespace {
 
 const QByteArray kRss = "<?xml version=\"1.0\"?><rss version=\"2.0\"><channel><title>Daily</title>"

@@ -7,7 +7,6 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-
 namespace {
 
 // moc cannot read raw string literals, hence the escapes.
