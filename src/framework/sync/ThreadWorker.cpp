@@ -31,7 +31,10 @@ ThreadWorker::ThreadWorker(Work work, const QVariant &argument, DidEnd didEnd, Q
 
 void ThreadWorker::RelayDeleter::operator()(QObject *relay) const
 {
-    if (relay->thread() == QThread::currentThread())
+    // A thread that has ended runs no deferred deletion any more, and nothing on it can touch the
+    // relay: it is deleted at once. On a running thread it goes with that thread's events.
+    QThread *home = relay->thread();
+    if (home == QThread::currentThread() || !home || home->isFinished())
         delete relay;
     else
         relay->deleteLater();
