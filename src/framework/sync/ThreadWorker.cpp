@@ -77,6 +77,9 @@ void ThreadWorker::runPrimaryTask()
                 m_didEnd(result);
             else
                 qCDebug(lcSync) << "Background work ended after its receiver went away; result dropped";
+            // Deleted by its own thread once this call has returned: a deletion asked from another thread
+            // could arrive after this one has ended, and never happen.
+            m_relay.release()->deleteLater();
         },
         Qt::BlockingQueuedConnection);
 }

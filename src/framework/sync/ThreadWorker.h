@@ -47,8 +47,8 @@ private:
     DidEnd m_didEnd;
     // Read only on the context's thread.
     QPointer<QObject> m_context;
-    // Made on the context's thread and living there for as long as the worker does; null without
-    // a context or an ending function.
+    // Made on the context's thread, which deletes it once the result is delivered; null without a
+    // context or an ending function.
     std::unique_ptr<QObject, RelayDeleter> m_relay;
     std::atomic<int> m_cancelled{Running};
 };
