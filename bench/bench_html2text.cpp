@@ -7,8 +7,8 @@
 //   bench_html2text [FOLDER]     (default: the pages the tests carry)
 #include "BenchSupport.h"
 
-#include "feeds/HTMLCharset.h"
-#include "feeds/NSStringXtra.h"
+#include "text/HTMLCharset.h"
+#include "text/NSStringXtra.h"
 
 #include <QCoreApplication>
 #include <QDir>

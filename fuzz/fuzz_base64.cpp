@@ -1,6 +1,6 @@
 // Base64 as mail and plist data carry it: any text decodes to at most three bytes per four alphabet
 // characters, and any bytes survive encoding at any line length and decoding again.
-#include "feeds/NSDataBase64.h"
+#include "text/NSDataBase64.h"
 
 #include <QByteArray>
 #include <QString>

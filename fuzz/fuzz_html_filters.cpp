@@ -1,7 +1,7 @@
 // Web pages through charset detection and the page-to-text filters: any bytes come out as text
 // without an exception, and the readable form keeps its line rules.
-#include "feeds/HTMLCharset.h"
-#include "feeds/NSStringXtra.h"
+#include "text/HTMLCharset.h"
+#include "text/NSStringXtra.h"
 
 #include <QString>
 

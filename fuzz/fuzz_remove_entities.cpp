@@ -1,6 +1,6 @@
 // Feed text through entity decoding and the small escaping helpers: decoding only ever shortens the
 // text, and the escaping and simple stripping leave none of the characters they exist to remove.
-#include "feeds/NSStringXtra.h"
+#include "text/NSStringXtra.h"
 
 #include <QString>
 

@@ -1,9 +1,9 @@
 #include "NewsFeedWriter.h"
 
 #include "feeds/FeedNoteItems.h"
-#include "feeds/NSStringXtra.h"
 #include "feeds/RSS.h"
 #include "ipod/TVRiPod.h"
+#include "text/NSStringXtra.h"
 
 const QString NewsFeedWriter::newsFolder = QStringLiteral("News");
 

@@ -1,6 +1,6 @@
 #include "feeds/FeedNoteItems.h"
-#include "feeds/NSStringXtra.h"
 #include "feeds/RSS.h"
+#include "text/NSStringXtra.h"
 
 #include <QDirIterator>
 #include <QFile>

@@ -5,11 +5,11 @@
 
 #include "core/DistributedNotificationCenter.h"
 #include "ipod/TVRiPod.h"
-#include "net/TVRNetwork.h"
 #include "plugins/PluginManager.h"
 #include "plugins/TVRPlugin.h"
 #include "sync/LogManager.h"
 #include "sync/SyncLogFile.h"
+#include "sync/TVRNetwork.h"
 #include "sync/TVRProgressIndicator.h"
 #include "sync/TVRStatusField.h"
 #include "sync/TVRSyncAlerter.h"

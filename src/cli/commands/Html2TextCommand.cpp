@@ -4,9 +4,9 @@
 #include "Console.h"
 #include "ExitCode.h"
 
-#include "feeds/HTMLCharset.h"
-#include "feeds/NSStringXtra.h"
 #include "net/TVRDownloader.h"
+#include "text/HTMLCharset.h"
+#include "text/NSStringXtra.h"
 
 #include <QFile>
 #include <QUrl>

@@ -4,10 +4,10 @@
 #include "XMLDocument.h"
 #include "XMLNodeText.h"
 #include "core/Logging.h"
-#include "feeds/HTMLTextFilter.h"
-#include "feeds/NSStringXtra.h"
-#include "ipod/TVRiPod.h"
+#include "ipod/NotePaginator.h"
 #include "net/SynchronousDownload.h"
+#include "text/HTMLTextFilter.h"
+#include "text/NSStringXtra.h"
 
 #include <QRegularExpression>
 #include <QSet>
@@ -407,7 +407,7 @@ QString RSS::formatWithOptions(const QVariantMap &options) const
             body = makeHTMLReadable(itemString(item, QStringLiteral("description")));
         if (withArticles) {
             text += QStringLiteral("<a href=\"%1/%2.txt\">%3</a>\r\r")
-                        .arg(TVRiPod::pagesOverflowDirectory(), pageNames.at(written), correctFilename(title));
+                        .arg(NotePaginator::pagesOverflowDirectory(), pageNames.at(written), correctFilename(title));
         } else {
             text += title + QStringLiteral("\r\r");
         }

@@ -1,10 +1,10 @@
 #include "TVROPMLDocument.h"
 
-#include "NSStringXtra.h"
 #include "TVROPMLNode.h"
 #include "XMLDocument.h"
 #include "XMLTree.h"
 #include "net/TVRDownloader.h"
+#include "text/NSStringXtra.h"
 
 #include <QFile>
 

@@ -2,8 +2,8 @@
 
 #include "XMLDocument.h"
 #include "XMLNodeText.h"
-#include "feeds/NSStringXtra.h"
 #include "net/TVRDownloader.h"
+#include "text/NSStringXtra.h"
 
 #include <QFile>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "TVRiPod.h"
+#include "TVRiPodPtr.h"
 
 #include <QString>
 

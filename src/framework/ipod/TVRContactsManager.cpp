@@ -1,4 +1,5 @@
 #include "TVRContactsManager.h"
+#include "TVRiPod.h"
 
 #include "core/Logging.h"
 #include "core/PathUtils.h"
@@ -85,4 +86,10 @@ RemovalReport TVRContactsManager::removeContactsFileFromiPod() const
     if (path.isEmpty())
         return {};
     return m_iPod->removeOwnFiles({path});
+}
+
+// Here rather than with TVRiPod, so that the iPod does not depend on the writer that depends on it.
+std::shared_ptr<TVRContactsManager> TVRiPod::contactsManagerNamed(const QString &name)
+{
+    return TVRContactsManager::managerForiPod(shared_from_this(), name);
 }

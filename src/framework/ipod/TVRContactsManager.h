@@ -1,6 +1,8 @@
 #pragma once
 
-#include "TVRiPod.h"
+#include "TVRiPodPtr.h"
+
+#include "RemovalReport.h"
 
 #include <QByteArray>
 #include <QString>

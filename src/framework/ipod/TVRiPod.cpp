@@ -1,18 +1,18 @@
 #include "TVRiPod.h"
 
 #include "IPodOutput.h"
+#include "IPodPathCheck.h"
 #include "NotePaginator.h"
 #include "SysInfoError.h"
 #include "SysInfoParser.h"
-#include "TVRContactsManager.h"
-#include "TVRiPodManager.h"
 
 #include "core/FileWriter.h"
 #include "core/Logging.h"
 #include "core/PathUtils.h"
 #include "core/VolumeEjector.h"
 #include "core/VolumeRoot.h"
-#include "feeds/NSStringXtra.h"
+#include "ipoddb/TDBiPod.h"
+#include "text/NSStringXtra.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -69,19 +69,9 @@ template<typename Visitor> void forEachRegularFile(const QString &folder, Visito
 
 TVRiPodPtr TVRiPod::iPodAtPath(const QString &path)
 {
-    if (!TVRiPodManager::isiPodAtPath(path))
+    if (!IPodPathCheck::isiPodAtPath(path))
         return nullptr;
     return withPath(path);
-}
-
-TVRiPodPtr TVRiPod::connectediPod()
-{
-    const QList<TVRiPodPtr> iPods = TVRiPodManager::sharedManager().connectediPods();
-    for (const TVRiPodPtr &iPod : iPods) {
-        if (!iPod->isiPodShuffle() && iPod->syncsWithTivaro())
-            return iPod;
-    }
-    return nullptr;
 }
 
 TVRiPodPtr TVRiPod::withPath(const QString &path)
@@ -316,7 +306,7 @@ bool TVRiPod::syncsWithTivaro() const
 std::unique_ptr<VolumeRoot> TVRiPod::openVolume(QString *error) const
 {
     const QString gone = QStringLiteral("The iPod is no longer at %1.").arg(m_iPodPath);
-    if (m_iPodPath.isEmpty() || !TVRiPodManager::isiPodAtPath(m_iPodPath)) {
+    if (m_iPodPath.isEmpty() || !IPodPathCheck::isiPodAtPath(m_iPodPath)) {
         *error = gone;
         return nullptr;
     }
@@ -458,9 +448,14 @@ TVRiPod::~TVRiPod()
     saveOwnFilesRecord();
 }
 
-std::shared_ptr<TVRContactsManager> TVRiPod::contactsManagerNamed(const QString &name)
+std::optional<QList<TDBTrackPtr>> TVRiPod::tracks()
 {
-    return TVRContactsManager::managerForiPod(shared_from_this(), name);
+    return m_database->tracks();
+}
+
+std::optional<QList<TDBPlaylistPtr>> TVRiPod::playlists()
+{
+    return m_database->playlists();
 }
 
 bool TVRiPod::eject()

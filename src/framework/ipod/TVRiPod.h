@@ -2,10 +2,10 @@
 
 #include "IPodManifest.h"
 #include "RemovalReport.h"
+#include "TVRiPodPtr.h"
 
 #include "core/StringEncoding.h"
 #include "core/UserDefaults.h"
-#include "ipoddb/TDBiPod.h"
 
 #include <QSet>
 #include <QString>
@@ -14,11 +14,12 @@
 #include <memory>
 #include <optional>
 
-class TVRiPod;
 class IPodOutput;
+class TDBiPod;
+class TDBPlaylist;
+class TDBTrack;
 class TVRContactsManager;
 class VolumeRoot;
-using TVRiPodPtr = std::shared_ptr<TVRiPod>;
 
 // One iPod mounted as a disk: its folders, model family, capabilities, identity for syncing, the
 // removal of earlier output, the note writer and eject.
@@ -103,8 +104,8 @@ public:
     bool syncsWithTivaro() const;
 
     // The music database, read at the first call; nullopt when the iPod has none that can be read.
-    std::optional<QList<TDBTrackPtr>> tracks() { return m_database->tracks(); }
-    std::optional<QList<TDBPlaylistPtr>> playlists() { return m_database->playlists(); }
+    std::optional<QList<std::shared_ptr<TDBTrack>>> tracks();
+    std::optional<QList<std::shared_ptr<TDBPlaylist>>> playlists();
 
     // Removal of earlier output: only Tivaro's own files go, and a folder only once nothing else is left
     // in it; the report says what went and what was kept and why.

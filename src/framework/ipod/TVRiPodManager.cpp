@@ -1,6 +1,8 @@
 #include "TVRiPodManager.h"
 
+#include "IPodPathCheck.h"
 #include "SysInfoError.h"
+#include "TVRiPod.h"
 
 #include "core/Logging.h"
 #include "core/MountTable.h"
@@ -11,19 +13,7 @@
 
 #include <algorithm>
 
-#include <unistd.h>
-
 namespace {
-
-bool hasiPodControlFolder(const QString &path)
-{
-    return QFileInfo(PathUtils::appendingPathComponent(path, QStringLiteral("iPod_Control/"))).isDir();
-}
-
-bool isWritable(const QString &path)
-{
-    return ::access(QFile::encodeName(path).constData(), W_OK) == 0;
-}
 
 // Mounts worth probing, without stacked duplicates: only the top mount at a point can be reached.
 QList<MountEntry> localMounts()
@@ -41,18 +31,6 @@ QList<MountEntry> localMounts()
     return local;
 }
 
-QString unusableReason(const MountEntry *entry)
-{
-    if (!entry)
-        return QStringLiteral("not writable by you, so nothing can be written to it");
-    if (entry->isMacFormatted())
-        return QStringLiteral("Mac-formatted (HFS+): Linux mounts it read-only, so nothing can be written to it. "
-                              "An iPod restored to Windows format (FAT32) syncs.");
-    if (entry->isReadOnly())
-        return QStringLiteral("mounted read-only, so nothing can be written to it");
-    return QStringLiteral("not writable by you, so nothing can be written to it");
-}
-
 template<typename T, typename NameOf> void sortByName(QList<T> &list, NameOf nameOf)
 {
     std::stable_sort(list.begin(), list.end(), [&nameOf](const T &a, const T &b) {
@@ -64,31 +42,19 @@ template<typename T, typename NameOf> void sortByName(QList<T> &list, NameOf nam
 
 bool TVRiPodManager::isiPodAtPath(const QString &path)
 {
-    return !path.isEmpty() && isWritable(path) && hasiPodControlFolder(path);
+    return IPodPathCheck::isiPodAtPath(path);
 }
 
 QString TVRiPodManager::problemWithPath(const QString &path)
 {
-    const QFileInfo info(path);
-    if (path.isEmpty() || !info.exists())
-        return QStringLiteral("%1 does not exist").arg(path);
-    if (!info.isDir())
-        return QStringLiteral("%1 is not a folder").arg(path);
-    if (!hasiPodControlFolder(path))
-        return QStringLiteral("%1 is not an iPod: it has no iPod_Control folder").arg(path);
-    if (!isWritable(path)) {
-        const QList<MountEntry> table = MountTable::current();
-        return QStringLiteral("%1 cannot be synced: %2")
-            .arg(path, unusableReason(MountTable::entryForMountPoint(table, path)));
-    }
-    return QString();
+    return IPodPathCheck::problemWithPath(path);
 }
 
 QList<TVRiPodPtr> TVRiPodManager::connectediPods() const
 {
     QList<TVRiPodPtr> iPods;
     for (const MountEntry &entry : localMounts()) {
-        if (entry.isReadOnly() || !isiPodAtPath(entry.mountPoint))
+        if (entry.isReadOnly() || !IPodPathCheck::isiPodAtPath(entry.mountPoint))
             continue;
         // One iPod whose SysInfo cannot be read must not hide the others; scanVolumes() says why.
         try {
@@ -140,11 +106,11 @@ QList<DetectedVolume> TVRiPodManager::scanVolumes() const
 {
     QList<DetectedVolume> volumes;
     for (const MountEntry &entry : localMounts()) {
-        if (!hasiPodControlFolder(entry.mountPoint))
+        if (!IPodPathCheck::hasiPodControlFolder(entry.mountPoint))
             continue;
         DetectedVolume volume{entry.mountPoint, entry.fileSystemType, nullptr, QString()};
-        if (entry.isReadOnly() || !isWritable(entry.mountPoint)) {
-            volume.problem = unusableReason(&entry);
+        if (entry.isReadOnly() || !IPodPathCheck::isWritable(entry.mountPoint)) {
+            volume.problem = IPodPathCheck::unusableReason(&entry);
         } else {
             try {
                 volume.iPod = TVRiPod::withPath(entry.mountPoint);
@@ -158,4 +124,15 @@ QList<DetectedVolume> TVRiPodManager::scanVolumes() const
         return volume.iPod ? volume.iPod->name() : PathUtils::lastPathComponent(volume.path);
     });
     return volumes;
+}
+
+// Here rather than with TVRiPod: it asks the discovery, which TVRiPod itself never needs.
+TVRiPodPtr TVRiPod::connectediPod()
+{
+    const QList<TVRiPodPtr> iPods = TVRiPodManager::sharedManager().connectediPods();
+    for (const TVRiPodPtr &iPod : iPods) {
+        if (!iPod->isiPodShuffle() && iPod->syncsWithTivaro())
+            return iPod;
+    }
+    return nullptr;
 }

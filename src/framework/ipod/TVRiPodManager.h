@@ -1,7 +1,7 @@
 #pragma once
 
 #include "DetectedVolume.h"
-#include "TVRiPod.h"
+#include "TVRiPodPtr.h"
 
 #include <QList>
 #include <QString>

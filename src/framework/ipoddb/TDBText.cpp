@@ -4,7 +4,7 @@
 #include "TDBTrackSource.h"
 
 #include "core/PathUtils.h"
-#include "feeds/NSStringXtra.h"
+#include "text/NSStringXtra.h"
 
 #include <QtEndian>
 

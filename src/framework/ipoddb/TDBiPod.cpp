@@ -4,7 +4,7 @@
 
 #include "core/Logging.h"
 #include "core/VolumeRoot.h"
-#include "feeds/NSStringXtra.h"
+#include "text/NSStringXtra.h"
 
 #include <algorithm>
 #include <limits>

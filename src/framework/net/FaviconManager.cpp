@@ -4,8 +4,8 @@
 
 #include "core/Logging.h"
 #include "core/Paths.h"
-#include "feeds/NSFileManagerXtras.h"
-#include "feeds/NSStringXtra.h"
+#include "text/NSFileManagerXtras.h"
+#include "text/NSStringXtra.h"
 
 #include <QFile>
 #include <QFileInfo>

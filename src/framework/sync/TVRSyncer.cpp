@@ -16,11 +16,11 @@
 #include "core/DistributedNotificationCenter.h"
 #include "core/Logging.h"
 #include "core/PathUtils.h"
-#include "feeds/NSStringXtra.h"
 #include "ipod/TVRContactsManager.h"
 #include "ipod/TVRiPod.h"
 #include "plugins/ConfigureSyncUtils.h"
 #include "plugins/TVRPlugin.h"
+#include "text/NSStringXtra.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "TVRNetwork.h"
 #include "core/ObserverRegistration.h"
 #include "core/UserDefaults.h"
 #include "net/TVRDownloader.h"
-#include "net/TVRNetwork.h"
 
 #include <QDateTime>
 #include <QMap>

@@ -1,4 +1,4 @@
-#include "feeds/NSStringXtra.h"
+#include "text/NSStringXtra.h"
 
 #include <QTest>
 

@@ -1,8 +1,8 @@
 #include "TVRNetwork.h"
 
+#include "ThreadWorker.h"
 #include "core/Logging.h"
 #include "core/UserDefaults.h"
-#include "sync/ThreadWorker.h"
 
 #include <QMutex>
 #include <QMutexLocker>

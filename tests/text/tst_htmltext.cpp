@@ -1,6 +1,6 @@
-#include "feeds/HTMLCharset.h"
-#include "feeds/HTMLTextFilter.h"
-#include "feeds/NSStringXtra.h"
+#include "text/HTMLCharset.h"
+#include "text/HTMLTextFilter.h"
+#include "text/NSStringXtra.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,8 +1,8 @@
-#include "feeds/NSDataBase64.h"
-#include "feeds/NSFileManagerXtras.h"
-#include "feeds/NSMutableArrayXtras.h"
-#include "feeds/NSMutableAttributedStringXtras.h"
-#include "feeds/NSMutableStringXtra.h"
+#include "text/NSDataBase64.h"
+#include "text/NSFileManagerXtras.h"
+#include "text/NSMutableArrayXtras.h"
+#include "text/NSMutableAttributedStringXtras.h"
+#include "text/NSMutableStringXtra.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
 #include "TemporaryHome.h"
 
-#include "net/TVRNetwork.h"
+#include "sync/TVRNetwork.h"
 
 #include <QEventLoop>
 #include <QThread>
