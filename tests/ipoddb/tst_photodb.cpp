@@ -165,7 +165,7 @@ private Q_SLOTS:
         QTest::newRow("image record cut short")
             << fileHeader(photoDataSet(image(1, container(chunk(Chunk::ImageName, ChunkField::End))) + image(2, {})))
             << "";
-        // Half of the 64-bit ID.
+        // A header that holds half of the 64-bit ID.
         QTest::newRow("photo record cut short")
             << fileHeader(photoDataSet(image(1, storedImage(QStringLiteral(":a"), 0, 2520, 0, 0)) +
                                        chunk(Chunk::Image, ImageField::ID + 4)))
