@@ -1,5 +1,6 @@
 #include "ITunesDBBuilder.h"
 
+#include "ipoddb/TDBFormat_p.h"
 #include "ipoddb/TDBPlaylist.h"
 #include "ipoddb/TDBTrack.h"
 #include "ipoddb/TDBiPod.h"
@@ -18,6 +19,7 @@
 #include <functional>
 
 using namespace ITunesDBBuilder;
+using namespace TDBFormat;
 
 namespace {
 
@@ -106,7 +108,7 @@ QList<qint32> uids(const QList<TDBTrackPtr> &tracks)
 
 QByteArray named(const QString &name)
 {
-    return mhodString(1, name);
+    return mhodString(DataObjectType::Title, name);
 }
 
 } // namespace
@@ -130,24 +132,27 @@ private Q_SLOTS:
         QTest::addColumn<qint64>("stored");
         QTest::addColumn<QString>("name");
         QTest::addColumn<QVariant>("expected");
-        QTest::newRow("length in whole seconds") << 40 << 4 << qint64(1999) << "length" << QVariant(1);
-        QTest::newRow("negative length truncates to zero") << 40 << 4 << qint64(-1999) << "length" << QVariant(-1);
+        QTest::newRow("length in whole seconds") << TrackField::Length << 4 << qint64(1999) << "length" << QVariant(1);
+        QTest::newRow("negative length truncates to zero")
+            << TrackField::Length << 4 << qint64(-1999) << "length" << QVariant(-1);
         QTest::newRow("sample rate is the integer half of 16.16")
-            << 60 << 4 << qint64(44100) * 65536 << "sampleRate" << QVariant(44100);
+            << TrackField::SampleRate << 4 << qint64(44100) * 65536 << "sampleRate" << QVariant(44100);
         QTest::newRow("artwork size keeps its low 16 bits, signed")
-            << 130 << 4 << qint64(40000) << "artworkSize" << QVariant(-25536);
+            << TrackField::ArtworkSize << 4 << qint64(40000) << "artworkSize" << QVariant(-25536);
         QTest::newRow("artwork size drops its high half")
-            << 130 << 4 << qint64(0x12340010) << "artworkSize" << QVariant(16);
-        QTest::newRow("rating byte sign-extended") << 31 << 1 << qint64(0xC8) << "rating" << QVariant(-56);
-        QTest::newRow("compilation") << 30 << 1 << qint64(1) << "compilation" << QVariant(1);
-        QTest::newRow("size read signed") << 36 << 4 << qint64(0x80000000) << "size" << QVariant(qint32(0x80000000));
-        QTest::newRow("dbid") << 112 << 8 << qint64(-42) << "dbid" << QVariant(qint64(-42));
-        QTest::newRow("BPM") << 122 << 2 << qint64(128) << "BPM" << QVariant(128);
-        QTest::newRow("artwork count") << 124 << 2 << qint64(3) << "artworkCount" << QVariant(3);
-        QTest::newRow("checked") << 120 << 1 << qint64(1) << "checked" << QVariant(1);
-        QTest::newRow("volume") << 64 << 4 << qint64(-50) << "volume" << QVariant(-50);
-        QTest::newRow("stop time") << 72 << 4 << qint64(25000) << "stopTime" << QVariant(25000);
-        QTest::newRow("bookmark") << 108 << 4 << qint64(777) << "bookmarkTime" << QVariant(777);
+            << TrackField::ArtworkSize << 4 << qint64(0x12340010) << "artworkSize" << QVariant(16);
+        QTest::newRow("rating byte sign-extended")
+            << TrackField::Rating << 1 << qint64(0xC8) << "rating" << QVariant(-56);
+        QTest::newRow("compilation") << TrackField::Compilation << 1 << qint64(1) << "compilation" << QVariant(1);
+        QTest::newRow("size read signed")
+            << TrackField::Size << 4 << qint64(0x80000000) << "size" << QVariant(qint32(0x80000000));
+        QTest::newRow("dbid") << TrackField::Dbid << 8 << qint64(-42) << "dbid" << QVariant(qint64(-42));
+        QTest::newRow("BPM") << TrackField::BPM << 2 << qint64(128) << "BPM" << QVariant(128);
+        QTest::newRow("artwork count") << TrackField::ArtworkCount << 2 << qint64(3) << "artworkCount" << QVariant(3);
+        QTest::newRow("checked") << TrackField::Checked << 1 << qint64(1) << "checked" << QVariant(1);
+        QTest::newRow("volume") << TrackField::Volume << 4 << qint64(-50) << "volume" << QVariant(-50);
+        QTest::newRow("stop time") << TrackField::StopTime << 4 << qint64(25000) << "stopTime" << QVariant(25000);
+        QTest::newRow("bookmark") << TrackField::BookmarkTime << 4 << qint64(777) << "bookmarkTime" << QVariant(777);
     }
 
     void trackHeaderFields()
@@ -187,9 +192,9 @@ private Q_SLOTS:
         QFETCH(quint32, stored);
         QFETCH(QDateTime, expected);
         QByteArray header = trackHeader(1);
-        putLong(header, 32, qint32(stored));
-        putLong(header, 88, qint32(stored));
-        putLong(header, 104, qint32(stored));
+        putLong(header, TrackField::LastModified, qint32(stored));
+        putLong(header, TrackField::LastPlayed, qint32(stored));
+        putLong(header, TrackField::DateAdded, qint32(stored));
         const TDBTrackPtr track = onlyTrack(header);
         QVERIFY(track);
         QCOMPARE(track->lastModifiedTime(), expected);
@@ -203,38 +208,42 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QVariant>("expected");
         QTest::addColumn<bool>("podcast");
-        QTest::newRow("title trimmed") << mhodString(1, " Glass \n") << "title" << QVariant("Glass") << false;
-        QTest::newRow("surrogate pairs kept") << mhodString(4, "Zoë 🎧") << "artist" << QVariant("Zoë 🎧") << false;
+        using namespace DataObjectType;
+        QTest::newRow("title trimmed") << mhodString(Title, " Glass \n") << "title" << QVariant("Glass") << false;
+        QTest::newRow("surrogate pairs kept") << mhodString(Artist, "Zoë 🎧") << "artist" << QVariant("Zoë 🎧") << false;
         QTest::newRow("location under the mount point")
-            << mhodString(2, ":iPod_Control:Music:F00:ABCD.mp3") << "location"
+            << mhodString(Location, ":iPod_Control:Music:F00:ABCD.mp3") << "location"
             << QVariant("/media/POD/iPod_Control/Music/F00/ABCD.mp3") << false;
-        QTest::newRow("album") << mhodString(3, "Album") << "album" << QVariant("Album") << false;
-        QTest::newRow("genre") << mhodString(5, "Jazz") << "genre" << QVariant("Jazz") << false;
-        QTest::newRow("comment") << mhodString(8, "note") << "comment" << QVariant("note") << false;
-        QTest::newRow("composer") << mhodString(12, "Bach") << "composer" << QVariant("Bach") << false;
+        QTest::newRow("album") << mhodString(Album, "Album") << "album" << QVariant("Album") << false;
+        QTest::newRow("genre") << mhodString(Genre, "Jazz") << "genre" << QVariant("Jazz") << false;
+        QTest::newRow("comment") << mhodString(Comment, "note") << "comment" << QVariant("note") << false;
+        QTest::newRow("composer") << mhodString(Composer, "Bach") << "composer" << QVariant("Bach") << false;
         QTest::newRow("category marks a podcast")
-            << mhodString(9, "Comedy") << "category" << QVariant("Comedy") << true;
+            << mhodString(Category, "Comedy") << "category" << QVariant("Comedy") << true;
         QTest::newRow("description marks a podcast")
-            << mhodString(14, "Episode") << "podcastDescription" << QVariant("Episode") << true;
+            << mhodString(Description, "Episode") << "podcastDescription" << QVariant("Episode") << true;
         QTest::newRow("15 is the RSS address, as bytes")
-            << mhodBytes(15, "http://a/\xe9") << "rssURL" << QVariant(QString("http://a/") + QChar(0xFFE9)) << true;
+            << mhodBytes(RssURL, "http://a/\xe9") << "rssURL" << QVariant(QString("http://a/") + QChar(0xFFE9)) << true;
         QTest::newRow("16 is the enclosure")
-            << mhodBytes(16, "http://e/x.mp3") << "enclosureURL" << QVariant("http://e/x.mp3") << true;
-        QTest::newRow("video file type") << mhodString(6, "QuickTime movie file") << "isVideo" << QVariant(true)
+            << mhodBytes(EnclosureURL, "http://e/x.mp3") << "enclosureURL" << QVariant("http://e/x.mp3") << true;
+        QTest::newRow("video file type") << mhodString(FileType, "QuickTime movie file") << "isVideo" << QVariant(true)
                                          << false;
-        QTest::newRow("MPEG-4 video") << mhodString(6, "MPEG-4 video file") << "isVideo" << QVariant(true) << false;
-        QTest::newRow("audio file type") << mhodString(6, "MPEG audio file") << "isVideo" << QVariant(false) << false;
+        QTest::newRow("MPEG-4 video") << mhodString(FileType, "MPEG-4 video file") << "isVideo" << QVariant(true)
+                                      << false;
+        QTest::newRow("audio file type") << mhodString(FileType, "MPEG audio file") << "isVideo" << QVariant(false)
+                                         << false;
         QTest::newRow("video file type, padded")
-            << mhodString(6, " QuickTime movie file\n") << "isVideo" << QVariant(true) << false;
-        QTest::newRow("long file type") << mhodString(6, QString(70, QLatin1Char('x')) + "QuickTime movie file")
+            << mhodString(FileType, " QuickTime movie file\n") << "isVideo" << QVariant(true) << false;
+        QTest::newRow("long file type") << mhodString(FileType, QString(70, QLatin1Char('x')) + "QuickTime movie file")
                                         << "isVideo" << QVariant(false) << false;
         QTest::newRow("file type not kept")
-            << mhodString(6, "MPEG-4 video file") << "filetype" << QVariant(QString()) << false;
-        QTest::newRow("EQ setting dropped") << mhodString(7, "Rock") << "eqsetting" << QVariant(QString()) << false;
-        QTest::newRow("grouping dropped") << mhodString(13, "Set") << "grouping" << QVariant(QString()) << false;
+            << mhodString(FileType, "MPEG-4 video file") << "filetype" << QVariant(QString()) << false;
+        QTest::newRow("EQ setting dropped")
+            << mhodString(EQSetting, "Rock") << "eqsetting" << QVariant(QString()) << false;
+        QTest::newRow("grouping dropped") << mhodString(Grouping, "Set") << "grouping" << QVariant(QString()) << false;
         QTest::newRow("string is the last L bytes") << [] {
-            QByteArray object = mhodString(1, "AB");
-            putLong(object, 28, 2);
+            QByteArray object = mhodString(Title, "AB");
+            putLong(object, DataObjectField::StringLength, 2);
             return object;
         }() << "title" << QVariant("B") << false;
     }
@@ -254,7 +263,8 @@ private Q_SLOTS:
     // Tracks decode their strings when asked, so bytes the reader only borrowed may change afterwards.
     void stringsOutliveBorrowedBytes()
     {
-        QByteArray bytes = database({mhit(trackHeader(1), {mhodString(1, QStringLiteral("Title"))})}, {});
+        QByteArray bytes =
+            database({mhit(trackHeader(1), {mhodString(DataObjectType::Title, QStringLiteral("Title"))})}, {});
         TDBiPod reader(kMount);
         reader.processiTunesDB(QByteArray::fromRawData(bytes.constData(), bytes.size()));
         bytes.fill('\0');
@@ -267,13 +277,14 @@ private Q_SLOTS:
     {
         QTest::addColumn<QByteArray>("playlist");
         QTest::addColumn<QStringList>("expected");
-        QTest::newRow("hidden master skipped") << mhyp({named("iPod")}, 1, 0, 1) << QStringList();
+        QTest::newRow("hidden master skipped") << mhyp({named("iPod")}, 1, 0, HiddenMasterPlaylist) << QStringList();
         QTest::newRow("hidden 0 shown") << mhyp({named("Mix")}, 1, 0, 0) << QStringList{"Mix:3"};
         QTest::newRow("hidden 2 shown") << mhyp({named("Mix")}, 1, 0, 2) << QStringList{"Mix:3"};
-        QTest::newRow("smart data") << mhyp({named("Best"), mhodData(50), mhodData(51)}, 3, 0, 0)
-                                    << QStringList{"Best:2"};
+        const QByteArray smartData = mhodData(DataObjectType::SmartPlaylistData);
+        const QByteArray smartRules = mhodData(DataObjectType::SmartPlaylistRules);
+        QTest::newRow("smart data") << mhyp({named("Best"), smartData, smartRules}, 3, 0, 0) << QStringList{"Best:2"};
         QTest::newRow("Podcasts wins over smart")
-            << mhyp({named("Podcasts"), mhodData(50)}, 2, 0, 0) << QStringList{"Podcasts:0"};
+            << mhyp({named("Podcasts"), smartData}, 2, 0, 0) << QStringList{"Podcasts:0"};
         QTest::newRow("Purchased Music") << mhyp({named("Purchased Music")}, 1, 0, 0)
                                          << QStringList{"Purchased Music:1"};
     }
@@ -293,7 +304,7 @@ private Q_SLOTS:
         QTest::addColumn<int>("dataObjects");
         QTest::addColumn<int>("items");
         QTest::addColumn<QList<qint32>>("expected");
-        const QByteArray position = mhodData(100);
+        const QByteArray position = mhodData(DataObjectType::PlaylistPosition);
         QTest::newRow("item then its object")
             << QList<QByteArray>{named("P"), mhip(2), position, mhip(1), position} << 1 << 2 << QList<qint32>{2, 1};
         QTest::newRow("object nested in the item")
@@ -328,15 +339,17 @@ private Q_SLOTS:
     {
         TDBiPod reader =
             parsed(database({}, {mhyp({named("beta")}, 1, 0, 0), mhyp({named("Alpha")}, 1, 0, 0),
-                                 mhyp({named("Zeta"), mhodData(51)}, 2, 0, 0), mhyp({named("Podcasts")}, 1, 0, 0)}));
+                                 mhyp({named("Zeta"), mhodData(DataObjectType::SmartPlaylistRules)}, 2, 0, 0),
+                                 mhyp({named("Podcasts")}, 1, 0, 0)}));
         QCOMPARE(playlistNames(reader), (QStringList{"Podcasts:0", "Zeta:2", "Alpha:3", "beta:3"}));
     }
 
     void dataSetOfType3Skipped()
     {
-        const QByteArray tracks = mhsd(1, mhlt({mhit(trackHeader(5), {})}));
-        const QByteArray podcasts = mhsd(3, mhlp({mhyp({named("Hidden podcasts")}, 1, 0, 0)}));
-        const QByteArray lists = mhsd(2, mhlp({mhyp({named("Seen")}, 1, 0, 0)}));
+        const QByteArray tracks = mhsd(DataSetType::Tracks, mhlt({mhit(trackHeader(5), {})}));
+        const QByteArray podcasts =
+            mhsd(DataSetType::PodcastPlaylists, mhlp({mhyp({named("Hidden podcasts")}, 1, 0, 0)}));
+        const QByteArray lists = mhsd(DataSetType::Playlists, mhlp({mhyp({named("Seen")}, 1, 0, 0)}));
         TDBiPod reader = parsed(mhbd({tracks, podcasts, lists}));
         QCOMPARE(playlistNames(reader), QStringList{"Seen:3"});
         QCOMPARE(uids(reader.tracks().value()), QList<qint32>{5});
@@ -344,11 +357,11 @@ private Q_SLOTS:
 
     void unknownTopLevelTagStops()
     {
-        const QByteArray tracks = mhsd(1, mhlt({mhit(trackHeader(5), {}), mhit(trackHeader(6), {})}));
-        const QByteArray unknown = chunk("mhla", 92, {}, 0);
-        const QByteArray lists = mhsd(2, mhlp({mhyp({named("Late")}, 1, 0, 0)}));
+        const QByteArray tracks = mhsd(DataSetType::Tracks, mhlt({mhit(trackHeader(5), {}), mhit(trackHeader(6), {})}));
+        const QByteArray unknown = chunk(Chunk::AlbumList, HeaderLength::AlbumList, {}, 0);
+        const QByteArray lists = mhsd(DataSetType::Playlists, mhlp({mhyp({named("Late")}, 1, 0, 0)}));
         const QByteArray file = mhbd({tracks, unknown, lists});
-        const qint64 at = file.indexOf("mhla");
+        const qint64 at = file.indexOf(Chunk::AlbumList);
         QTest::ignoreMessage(QtWarningMsg, qPrintable("position: " + QString::number(at, 16).toUpper()));
         TDBiPod reader = parsed(file);
         QCOMPARE(uids(reader.tracks().value()), (QList<qint32>{5, 6}));
@@ -359,34 +372,42 @@ private Q_SLOTS:
     {
         QTest::addColumn<QByteArray>("file");
         QTest::addColumn<QList<qint32>>("expected");
-        const QByteArray one = mhit(trackHeader(1), {mhodString(1, "One")});
-        const QByteArray two = mhit(trackHeader(2), {mhodString(1, "Two")});
+        const QByteArray one = mhit(trackHeader(1), {mhodString(DataObjectType::Title, "One")});
+        const QByteArray two = mhit(trackHeader(2), {mhodString(DataObjectType::Title, "Two")});
         const auto withLong = [](QByteArray bytes, qint64 offset, qint32 value) {
             putLong(bytes, int(offset), value);
             return bytes;
         };
         // Tracks last, so that a count beyond them runs into the end of the file.
-        const QByteArray good = mhbd({mhsd(1, mhlt({one, two}))});
-        const qint64 second = good.indexOf("mhit", good.indexOf("mhit") + 1);
-        const qint64 list = good.indexOf("mhlt");
-        QTest::newRow("track length 0") << withLong(good, second + 8, 0) << QList<qint32>{1};
-        QTest::newRow("track length past the end") << withLong(good, second + 8, 1 << 30) << QList<qint32>{1};
-        QTest::newRow("track length negative") << withLong(good, second + 8, -200) << QList<qint32>{1};
-        QTest::newRow("track count of two billion") << withLong(good, list + 8, 2000000000) << QList<qint32>{1, 2};
+        const QByteArray good = mhbd({mhsd(DataSetType::Tracks, mhlt({one, two}))});
+        const qint64 second = good.indexOf(Chunk::Track, good.indexOf(Chunk::Track) + 1);
+        const qint64 list = good.indexOf(Chunk::TrackList);
+        const qint64 object = good.indexOf(Chunk::DataObject);
+        const qint64 dataSet = HeaderLength::Database;
+        const qint64 secondLength = second + ChunkField::TotalLength;
+        QTest::newRow("track length 0") << withLong(good, secondLength, 0) << QList<qint32>{1};
+        QTest::newRow("track length past the end") << withLong(good, secondLength, 1 << 30) << QList<qint32>{1};
+        QTest::newRow("track length negative") << withLong(good, secondLength, -200) << QList<qint32>{1};
+        QTest::newRow("track count of two billion")
+            << withLong(good, list + ChunkField::ChildCount, 2000000000) << QList<qint32>{1, 2};
         QTest::newRow("data object count of two billion")
-            << withLong(good, second + 12, 2000000000) << QList<qint32>{1, 2};
-        QTest::newRow("data object length 0") << withLong(good, good.indexOf("mhod") + 8, 0) << QList<qint32>{1, 2};
+            << withLong(good, second + TrackField::DataObjectCount, 2000000000) << QList<qint32>{1, 2};
+        QTest::newRow("data object length 0")
+            << withLong(good, object + ChunkField::TotalLength, 0) << QList<qint32>{1, 2};
         QTest::newRow("string length past the chunk")
-            << withLong(good, good.indexOf("mhod") + 28, 1 << 30) << QList<qint32>{1, 2};
-        QTest::newRow("header length 0") << withLong(good, 4, 0) << QList<qint32>{};
-        QTest::newRow("header length below a header") << withLong(good, 4, 8) << QList<qint32>{};
-        QTest::newRow("header length negative") << withLong(good, 4, -104) << QList<qint32>{};
+            << withLong(good, object + DataObjectField::StringLength, 1 << 30) << QList<qint32>{1, 2};
+        QTest::newRow("header length 0") << withLong(good, ChunkField::HeaderLength, 0) << QList<qint32>{};
+        QTest::newRow("header length below a header") << withLong(good, ChunkField::HeaderLength, 8) << QList<qint32>{};
+        QTest::newRow("header length negative")
+            << withLong(good, ChunkField::HeaderLength, -HeaderLength::Database) << QList<qint32>{};
         QTest::newRow("data set of type 3 with length 0")
-            << withLong(withLong(good, 104 + 12, 3), 104 + 8, 0) << QList<qint32>{};
+            << withLong(withLong(good, dataSet + DataSetField::Type, DataSetType::PodcastPlaylists),
+                        dataSet + ChunkField::TotalLength, 0)
+            << QList<qint32>{};
         QTest::newRow("playlist length 0")
             << withLong(database({one}, {mhyp({named("P")}, 1, 0, 0)}), database({one}, {}).size(), 0)
             << QList<qint32>{1};
-        QTest::newRow("four bytes") << QByteArray("mhbd") << QList<qint32>{};
+        QTest::newRow("four bytes") << QByteArray(Chunk::Database) << QList<qint32>{};
         QTest::newRow("garbage") << QByteArray(300, '\xff') << QList<qint32>{};
     }
 
@@ -403,9 +424,10 @@ private Q_SLOTS:
     {
         QList<QByteArray> tracks;
         for (qint32 uid = 1; uid <= 3; ++uid)
-            tracks << mhit(trackHeader(uid), {mhodString(1, "T"), mhodBytes(15, "http://x")});
-        const QByteArray file =
-            database(tracks, {mhyp({named("P"), mhip(1, mhodData(100)), mhip(3, mhodData(100))}, 1, 2, 0)});
+            tracks << mhit(trackHeader(uid),
+                           {mhodString(DataObjectType::Title, "T"), mhodBytes(DataObjectType::RssURL, "http://x")});
+        const QByteArray position = mhodData(DataObjectType::PlaylistPosition);
+        const QByteArray file = database(tracks, {mhyp({named("P"), mhip(1, position), mhip(3, position)}, 1, 2, 0)});
         QLoggingCategory::setFilterRules("tivaro.ipoddb.warning=false"); // one stop per truncation
         for (qsizetype size = 1; size < file.size(); ++size) {
             TDBiPod reader = parsed(file.left(size));
@@ -436,7 +458,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("expected");
         const auto info = [](qint16 count, const QString &text) {
             QByteArray bytes;
-            putShort(bytes, 0, count);
+            putShort(bytes, DeviceInfoField::NameLength, count);
             for (const QChar c : text)
                 bytes.append(char(c.unicode() & 0xFF)).append(char(c.unicode() >> 8));
             return bytes;
@@ -493,12 +515,12 @@ private Q_SLOTS:
         a.setArtworkSize(qint16(40000));
         QCOMPARE(a.artworkSize(), -25536);
         TDBPlaylist list;
-        QCOMPARE(list.type(), 3);
+        QCOMPARE(list.type(), TDBPlaylist::kTypePlain);
         list.setName("Mix");
         list.addTrack(std::make_shared<TDBTrack>(a));
         QCOMPARE(list.description(), QStringLiteral("Mix (1 tracks)"));
         QVERIFY_THROWS_EXCEPTION(std::out_of_range, list.trackAtIndex(1));
-        QCOMPARE(TDBPlaylist::stringForType(2), QStringLiteral("Smart Playlist"));
+        QCOMPARE(TDBPlaylist::stringForType(TDBPlaylist::kTypeSmart), QStringLiteral("Smart Playlist"));
         QVERIFY(TDBPlaylist::stringForType(4).isNull());
     }
 
@@ -592,7 +614,10 @@ private:
             if (playlist->name() == name)
                 found = playlist;
         QVERIFY2(found, qPrintable(name));
-        const int type = name == "Podcasts" ? 0 : name == "Purchased Music" ? 1 : e.value("is_smart").toInt() ? 2 : 3;
+        const qint32 type = name == "Podcasts"            ? TDBPlaylist::kTypePodcast
+                            : name == "Purchased Music"   ? TDBPlaylist::kTypePurchasedMusic
+                            : e.value("is_smart").toInt() ? TDBPlaylist::kTypeSmart
+                                                          : TDBPlaylist::kTypePlain;
         QCOMPARE(found->type(), type);
         QList<qint32> wanted;
         for (const QJsonValue &uid : e.value("tracks").toArray())

@@ -1,6 +1,7 @@
 #include "ITunesDBBuilder.h"
 #include "PhotoDBBuilder.h"
 
+#include "ipoddb/TDBFormat_p.h"
 #include "ipoddb/TDBPhotoDatabase.h"
 #include "ipoddb/TDBRGB565.h"
 #include "ipoddb/TDBiPod.h"
@@ -15,6 +16,7 @@
 #include <QtTest>
 
 using namespace PhotoDBBuilder;
+using namespace TDBFormat;
 
 namespace {
 
@@ -51,7 +53,7 @@ QString summary(const TDBPhotoDatabase &database)
 // A photo is kept only when the next data set begins, hence the empty one after the images.
 QByteArray photoDataSet(const QByteArray &images)
 {
-    return dataSet(1, imageList(0, images)) + dataSet(3, {});
+    return dataSet(PhotoDataSetType::Images, imageList(0, images)) + dataSet(PhotoDataSetType::Files, {});
 }
 
 // Two photos, the first of two images and named, in one album with an unknown entry.
@@ -61,7 +63,8 @@ QByteArray twoPhotos()
         photoDataSet(image(7, name("Beach") + storedImage(QStringLiteral(":Thumbs:F1.ithmb"), 0, 22880, 1, 2) +
                                   storedImage(QStringLiteral(":Thumbs:F2.ithmb"), 16, 2520, 42, 30)) +
                      image(8, storedImage(QStringLiteral(":Thumbs:F3.ithmb"), 32, 77440, 5, 5))) +
-        dataSet(2, albumList(1, album(name("Trip") + albumItem(8) + albumItem(99) + albumItem(7)))));
+        dataSet(PhotoDataSetType::Albums,
+                albumList(1, album(name("Trip") + albumItem(8) + albumItem(99) + albumItem(7)))));
 }
 
 QString twoPhotosSummary()
@@ -120,46 +123,57 @@ private Q_SLOTS:
             << "1  [50x39s@4:a]";
         QTest::newRow("empty container makes no item")
             << fileHeader(photoDataSet(image(1, emptyContainer() + imageName(0, 2520, 1, 1)))) << "";
-        QTest::newRow("names widen each signed byte") << fileHeader(dataSet(2, albumList(1, album(name("\xE9t\x80")))))
-                                                      << QStringLiteral("album: \uFFE9t\uFF80 []");
+        QTest::newRow("names widen each signed byte")
+            << fileHeader(dataSet(PhotoDataSetType::Albums, albumList(1, album(name("\xE9t\x80")))))
+            << QStringLiteral("album: \uFFE9t\uFF80 []");
         QTest::newRow("IDs above 2^32 are not found")
             << fileHeader(photoDataSet(image(0x100000007LL, storedImage(QStringLiteral(":a"), 0, 2520, 0, 0))) +
-                          dataSet(2, albumList(1, album(albumItem(7)))))
+                          dataSet(PhotoDataSetType::Albums, albumList(1, album(albumItem(7)))))
             << "4294967303  [42x30s@0:a]\nalbum:  []";
         QTest::newRow("unknown tag stops, pending album dropped")
-            << fileHeader(dataSet(2, albumList(1, album(name("A")) + album(name("B")) + chunk("mhzz", 12))))
+            << fileHeader(dataSet(PhotoDataSetType::Albums,
+                                  albumList(1, album(name("A")) + album(name("B")) + chunk("mhzz", ChunkField::End))))
             << "album: A []";
         QTest::newRow("a photo without items is not kept at the data set's end")
-            << fileHeader(photoDataSet(image(1, {})) + dataSet(2, {})) << "";
+            << fileHeader(photoDataSet(image(1, {})) + dataSet(PhotoDataSetType::Albums, {})) << "";
         // Corrupt input: the walk stops cleanly and keeps what it built.
         QTest::newRow("empty") << QByteArray() << "";
         QTest::newRow("truncated in the albums")
             << good.left(good.size() - 20) << twoPhotosSummary().section(QLatin1Char('\n'), 0, 1);
-        QTest::newRow("truncated in a header") << good.left(0x84 + 0x60 + 0x5c + 30) << "";
-        QTest::newRow("header length 0") << withLong(good, 4, 0) << "";
-        QTest::newRow("header shorter than a header") << withLong(good, 4, 8) << "";
-        QTest::newRow("header length past the end") << withLong(good, 4, 0x7FFFFFFF) << "";
-        QTest::newRow("negative header length") << withLong(good, 4, -4) << "";
+        const qsizetype firstImage =
+            PhotoHeaderLength::FileHeader + PhotoHeaderLength::DataSet + PhotoHeaderLength::ImageList;
+        QTest::newRow("truncated in a header") << good.left(firstImage + 30) << "";
+        QTest::newRow("header length 0") << withLong(good, ChunkField::HeaderLength, 0) << "";
+        QTest::newRow("header shorter than a header") << withLong(good, ChunkField::HeaderLength, 8) << "";
+        QTest::newRow("header length past the end") << withLong(good, ChunkField::HeaderLength, 0x7FFFFFFF) << "";
+        QTest::newRow("negative header length") << withLong(good, ChunkField::HeaderLength, -4) << "";
         QTest::newRow("counts of two billion")
-            << fileHeader(
-                   dataSet(1, imageList(2000000000, image(3, storedImage(QStringLiteral(":a"), 0, 2520, 0, 0)))) +
-                   albumList(2000000000, {}) + dataSet(2, {}))
+            << fileHeader(dataSet(PhotoDataSetType::Images,
+                                  imageList(2000000000, image(3, storedImage(QStringLiteral(":a"), 0, 2520, 0, 0)))) +
+                          albumList(2000000000, {}) + dataSet(PhotoDataSetType::Albums, {}))
             << "3  [42x30s@0:a]";
         const QByteArray loopBody = image(1, storedImage(QStringLiteral(":a"), 0, 2520, 0, 0));
-        const qsizetype nameAt = 0x84 + 0x60 + 0x5c + 0x98 + 0x18 + 0x4c;
+        const qsizetype nameAt =
+            firstImage + PhotoHeaderLength::Image + PhotoHeaderLength::DataObject + PhotoHeaderLength::ImageName;
         QTest::newRow("string object that would not advance")
-            << withLong(fileHeader(photoDataSet(loopBody)), nameAt + 8, 0) << "";
+            << withLong(fileHeader(photoDataSet(loopBody)), nameAt + ChunkField::TotalLength, 0) << "";
         QTest::newRow("string length past the end")
-            << withLong(fileHeader(photoDataSet(loopBody)), nameAt + 8, 0x7FFFFF00) << "";
+            << withLong(fileHeader(photoDataSet(loopBody)), nameAt + ChunkField::TotalLength, 0x7FFFFF00) << "";
         QTest::newRow("string before the chunk")
-            << withLong(fileHeader(photoDataSet(loopBody)), nameAt + 24, 0x70000000) << "";
+            << withLong(fileHeader(photoDataSet(loopBody)), nameAt + PhotoDataObjectField::StringLength, 0x70000000)
+            << "";
         QTest::newRow("image record cut short")
-            << fileHeader(photoDataSet(image(1, container(chunk("mhni", 12))) + image(2, {}))) << "";
+            << fileHeader(photoDataSet(image(1, container(chunk(Chunk::ImageName, ChunkField::End))) + image(2, {})))
+            << "";
+        // A header that holds half of the 64-bit ID.
         QTest::newRow("photo record cut short")
-            << fileHeader(photoDataSet(image(1, storedImage(QStringLiteral(":a"), 0, 2520, 0, 0)) + chunk("mhii", 24)))
+            << fileHeader(photoDataSet(image(1, storedImage(QStringLiteral(":a"), 0, 2520, 0, 0)) +
+                                       chunk(Chunk::Image, ImageField::ID + 4)))
             << "";
         QTest::newRow("album entry cut short")
-            << fileHeader(dataSet(2, albumList(1, album(chunk("mhia", 16) + albumItem(0))))) << "";
+            << fileHeader(dataSet(PhotoDataSetType::Albums,
+                                  albumList(1, album(chunk(Chunk::AlbumItem, AlbumItemField::ImageID) + albumItem(0)))))
+            << "";
     }
 
     void walk()
@@ -364,10 +378,10 @@ private Q_SLOTS:
         QTemporaryDir ipod;
         QTemporaryDir output;
         QByteArray header = ITunesDBBuilder::trackHeader(42);
-        ITunesDBBuilder::putLongLong(header, 112, dbid);
-        writeFile(
-            ipod.filePath(QStringLiteral("iPod_Control/iTunes/iTunesDB")),
-            ITunesDBBuilder::database({ITunesDBBuilder::mhit(header, {ITunesDBBuilder::mhodString(1, "Song")})}, {}));
+        ITunesDBBuilder::putLongLong(header, TrackField::Dbid, dbid);
+        const QByteArray title = ITunesDBBuilder::mhodString(DataObjectType::Title, "Song");
+        writeFile(ipod.filePath(QStringLiteral("iPod_Control/iTunes/iTunesDB")),
+                  ITunesDBBuilder::database({ITunesDBBuilder::mhit(header, {title})}, {}));
         QByteArray images;
         for (int entry = 0; entry < 152; ++entry)
             images += image(entry == 150 ? dbid : entry, storedImage(QStringLiteral(":F.ithmb"), 0, 4, 2, 1));

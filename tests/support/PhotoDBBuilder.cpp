@@ -1,19 +1,26 @@
 #include "PhotoDBBuilder.h"
 
+#include "ipoddb/TDBFormat_p.h"
+
+using namespace TDBFormat;
+
 namespace PhotoDBBuilder {
 
 namespace {
 
-// A string data object: 24-byte header, 16-byte string header (length at 24), the string, then
-// zero padding to a multiple of 4 whose length sits at the odd offset 15.
+// A string data object: the header, a string header, the string, then zero padding to the alignment,
+// whose length sits at the odd offset of the padding field.
 QByteArray stringObject(qint16 type, const QByteArray &string)
 {
-    const qint32 padding = (4 - string.size() % 4) % 4;
-    QByteArray bytes = chunk("mhod", 24, QByteArray(16, '\0') + string + QByteArray(padding, '\0'));
-    putShort(bytes, 12, type);
-    bytes[15] = char(padding);
-    putLong(bytes, 24, qint32(string.size()));
-    putLong(bytes, 28, type == 3 ? 2 : 1);
+    const qint32 padding = (PhotoStringAlignment - string.size() % PhotoStringAlignment) % PhotoStringAlignment;
+    const QByteArray stringHeader(PhotoDataObjectField::String - PhotoHeaderLength::DataObject, '\0');
+    QByteArray bytes =
+        chunk(Chunk::DataObject, PhotoHeaderLength::DataObject, stringHeader + string + QByteArray(padding, '\0'));
+    putShort(bytes, PhotoDataObjectField::Type, type);
+    bytes[PhotoDataObjectField::Padding] = char(padding);
+    putLong(bytes, PhotoDataObjectField::StringLength, qint32(string.size()));
+    putLong(bytes, PhotoDataObjectField::Encoding,
+            type == PhotoDataObjectType::ThumbnailName ? PhotoStringEncoding::Utf16 : PhotoStringEncoding::EightBit);
     return bytes;
 }
 
@@ -21,51 +28,52 @@ QByteArray stringObject(qint16 type, const QByteArray &string)
 
 QByteArray fileHeader(const QByteArray &children)
 {
-    return chunk("mhfd", 0x84, children);
+    return chunk(Chunk::FileHeader, PhotoHeaderLength::FileHeader, children);
 }
 
 QByteArray dataSet(qint32 type, const QByteArray &children)
 {
-    QByteArray bytes = chunk("mhsd", 0x60, children);
-    putShort(bytes, 12, qint16(type));
+    QByteArray bytes = chunk(Chunk::DataSet, PhotoHeaderLength::DataSet, children);
+    putShort(bytes, DataSetField::Type, qint16(type));
     return bytes;
 }
 
 QByteArray imageList(qint32 count, const QByteArray &children)
 {
-    QByteArray bytes = chunk("mhli", 0x5c, children);
-    putLong(bytes, 8, count);
+    QByteArray bytes = chunk(Chunk::ImageList, PhotoHeaderLength::ImageList, children);
+    putLong(bytes, ChunkField::ChildCount, count);
     return bytes;
 }
 
 QByteArray image(qint64 ID, const QByteArray &children)
 {
-    QByteArray bytes = chunk("mhii", 0x98, children);
-    putLongLong(bytes, 20, ID);
+    QByteArray bytes = chunk(Chunk::Image, PhotoHeaderLength::Image, children);
+    putLongLong(bytes, ImageField::ID, ID);
     return bytes;
 }
 
 QByteArray container(const QByteArray &children)
 {
-    QByteArray bytes = chunk("mhod", 0x18, children);
-    putShort(bytes, 12, 2);
+    QByteArray bytes = chunk(Chunk::DataObject, PhotoHeaderLength::DataObject, children);
+    putShort(bytes, PhotoDataObjectField::Type, PhotoDataObjectType::Container);
     return bytes;
 }
 
 QByteArray emptyContainer()
 {
-    QByteArray bytes = chunk("mhod", 0x18, QByteArray(20, '\0'));
-    putShort(bytes, 12, 2);
+    QByteArray bytes = chunk(Chunk::DataObject, PhotoHeaderLength::DataObject,
+                             QByteArray(PhotoEmptyContainerLength - PhotoHeaderLength::DataObject, '\0'));
+    putShort(bytes, PhotoDataObjectField::Type, PhotoDataObjectType::Container);
     return bytes;
 }
 
 QByteArray imageName(quint32 offset, quint32 imageSize, qint16 width, qint16 height, const QByteArray &children)
 {
-    QByteArray bytes = chunk("mhni", 0x4c, children);
-    putLong(bytes, 20, qint32(offset));
-    putLong(bytes, 24, qint32(imageSize));
-    putShort(bytes, 32, height);
-    putShort(bytes, 34, width);
+    QByteArray bytes = chunk(Chunk::ImageName, PhotoHeaderLength::ImageName, children);
+    putLong(bytes, ImageNameField::Offset, qint32(offset));
+    putLong(bytes, ImageNameField::Size, qint32(imageSize));
+    putShort(bytes, ImageNameField::Height, height);
+    putShort(bytes, ImageNameField::Width, width);
     return bytes;
 }
 
@@ -76,30 +84,30 @@ QByteArray thumbName(const QString &name)
         utf16.append(char(unit.unicode() & 0xFF));
         utf16.append(char(unit.unicode() >> 8));
     }
-    return stringObject(3, utf16);
+    return stringObject(PhotoDataObjectType::ThumbnailName, utf16);
 }
 
 QByteArray name(const QByteArray &bytes)
 {
-    return stringObject(1, bytes);
+    return stringObject(PhotoDataObjectType::Name, bytes);
 }
 
 QByteArray albumList(qint32 count, const QByteArray &children)
 {
-    QByteArray bytes = chunk("mhla", 0x5c, children);
-    putLong(bytes, 8, count);
+    QByteArray bytes = chunk(Chunk::AlbumList, PhotoHeaderLength::AlbumList, children);
+    putLong(bytes, ChunkField::ChildCount, count);
     return bytes;
 }
 
 QByteArray album(const QByteArray &children)
 {
-    return chunk("mhba", 0x94, children);
+    return chunk(Chunk::Album, PhotoHeaderLength::Album, children);
 }
 
 QByteArray albumItem(qint32 photoID)
 {
-    QByteArray bytes = chunk("mhia", 0x28);
-    putLong(bytes, 16, photoID);
+    QByteArray bytes = chunk(Chunk::AlbumItem, PhotoHeaderLength::AlbumItem);
+    putLong(bytes, AlbumItemField::ImageID, photoID);
     return bytes;
 }
 

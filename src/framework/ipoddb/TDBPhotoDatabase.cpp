@@ -1,6 +1,7 @@
 #include "TDBPhotoDatabase.h"
 
 #include "TDBBytes.h"
+#include "TDBFormat_p.h"
 #include "TDBRGB565.h"
 #include "core/Logging.h"
 #include "core/Paths.h"
@@ -12,15 +13,10 @@
 #include <QTransform>
 
 using namespace TDBBytes;
+using namespace TDBFormat;
 
 namespace {
 
-// Tag (4), header length (4) and total length (4): no chunk is shorter.
-constexpr qint32 kMinimumHeaderLength = 12;
-// Types 1 and 3 keep their string length at 24.
-constexpr qint32 kStringFieldsEnd = 28;
-// A type-2 data object of exactly this length is an empty image container.
-constexpr qint32 kEmptyContainerLength = 44;
 // Far above a real photo or artwork database; a larger file (or a device) is not read.
 constexpr qint64 kMaximumDatabaseBytes = 256 * 1024 * 1024;
 
@@ -43,7 +39,8 @@ constexpr KnownFormat kKnownFormats[] = {
 constexpr struct {
     const char *tag;
     qint32 fieldsEnd;
-} kFieldsEnd[] = {{"mhii", 28}, {"mhni", 36}, {"mhia", 20}};
+} kFieldsEnd[] = {
+    {Chunk::Image, ImageField::End}, {Chunk::ImageName, ImageNameField::End}, {Chunk::AlbumItem, AlbumItemField::End}};
 
 bool holdsFields(QByteArrayView data, qint64 start, qint32 headerLength)
 {
@@ -164,42 +161,43 @@ void TDBPhotoDatabase::processPhotoDatabase(QByteArrayView data, qint64 &positio
 TDBPhotoDatabase::Step TDBPhotoDatabase::processChunk(QByteArrayView data, qint64 &position)
 {
     const qint64 start = position;
-    const std::optional<qint32> headerLength = readLong(data, start + 4);
-    if (!headerLength || *headerLength < kMinimumHeaderLength) {
+    const std::optional<qint32> headerLength = readLong(data, start + ChunkField::HeaderLength);
+    if (!headerLength || *headerLength < ChunkField::End) {
         qCWarning(lcIPodDb) << "photo database: chunk header too short at" << start;
         return Step::Stop;
     }
-    if (hasTag(data, start, "mhod"))
+    if (hasTag(data, start, Chunk::DataObject))
         return processDataObject(data, position, *headerLength);
     if (!holdsFields(data, start, *headerLength))
         return Step::Stop;
-    if (hasTag(data, start, "mhii")) {
-        const std::optional<qint64> ID = readLongLong(data, start + 20);
+    if (hasTag(data, start, Chunk::Image)) {
+        const std::optional<qint64> ID = readLongLong(data, start + ImageField::ID);
         if (!ID)
             return Step::Stop;
         startPhoto(*ID);
-    } else if (hasTag(data, start, "mhni")) {
-        const std::optional<qint32> offset = readLong(data, start + 20);
-        const std::optional<qint32> imageSize = readLong(data, start + 24);
-        const std::optional<qint16> height = readShort(data, start + 32);
-        const std::optional<qint16> width = readShort(data, start + 34);
+    } else if (hasTag(data, start, Chunk::ImageName)) {
+        const std::optional<qint32> offset = readLong(data, start + ImageNameField::Offset);
+        const std::optional<qint32> imageSize = readLong(data, start + ImageNameField::Size);
+        const std::optional<qint16> height = readShort(data, start + ImageNameField::Height);
+        const std::optional<qint16> width = readShort(data, start + ImageNameField::Width);
         if (!offset || !imageSize || !height || !width)
             return Step::Stop;
         if (m_currentPhotoItem)
             fillItem(*m_currentPhotoItem, quint32(*offset), quint32(*imageSize), *width, *height);
-    } else if (hasTag(data, start, "mhia")) {
-        const std::optional<qint32> ID = readLong(data, start + 16);
+    } else if (hasTag(data, start, Chunk::AlbumItem)) {
+        const std::optional<qint32> ID = readLong(data, start + AlbumItemField::ImageID);
         if (!ID)
             return Step::Stop;
         const std::shared_ptr<TVRPodPhoto> photo = photoWithID(quint32(*ID));
         if (photo && m_currentPhotoAlbum)
             m_currentPhotoAlbum->photos().append(photo);
-    } else if (hasTag(data, start, "mhsd")) {
+    } else if (hasTag(data, start, Chunk::DataSet)) {
         finishDataSet();
-    } else if (hasTag(data, start, "mhba")) {
+    } else if (hasTag(data, start, Chunk::Album)) {
         startAlbum();
-    } else if (!hasTag(data, start, "mhfd") && !hasTag(data, start, "mhli") && !hasTag(data, start, "mhla") &&
-               !hasTag(data, start, "mhlf") && !hasTag(data, start, "mhif")) {
+    } else if (!hasTag(data, start, Chunk::FileHeader) && !hasTag(data, start, Chunk::ImageList) &&
+               !hasTag(data, start, Chunk::AlbumList) && !hasTag(data, start, Chunk::FileList) &&
+               !hasTag(data, start, Chunk::File)) {
         qCWarning(lcIPodDb, "position: %lld (%llX)", start, start);
         return Step::Stop;
     }
@@ -210,21 +208,21 @@ TDBPhotoDatabase::Step TDBPhotoDatabase::processChunk(QByteArrayView data, qint6
 TDBPhotoDatabase::Step TDBPhotoDatabase::processDataObject(QByteArrayView data, qint64 &position, qint32 headerLength)
 {
     const qint64 start = position;
-    const std::optional<qint32> totalLength = readLong(data, start + 8);
-    const std::optional<qint16> type = readShort(data, start + 12);
+    const std::optional<qint32> totalLength = readLong(data, start + ChunkField::TotalLength);
+    const std::optional<qint16> type = readShort(data, start + PhotoDataObjectField::Type);
     if (!totalLength || !type)
         return Step::Stop;
-    if (*type == 1 || *type == 3) {
-        if (*totalLength < kStringFieldsEnd || processImageName(data, start) == Step::Stop)
+    if (*type == PhotoDataObjectType::Name || *type == PhotoDataObjectType::ThumbnailName) {
+        if (*totalLength < PhotoDataObjectField::End || processImageName(data, start) == Step::Stop)
             return Step::Stop;
         position = start + *totalLength;
         return Step::Continue;
     }
-    if (*type == 2 && *totalLength == kEmptyContainerLength) {
-        position = start + kEmptyContainerLength;
+    if (*type == PhotoDataObjectType::Container && *totalLength == PhotoEmptyContainerLength) {
+        position = start + PhotoEmptyContainerLength;
         return Step::Continue;
     }
-    if (*type == 2) {
+    if (*type == PhotoDataObjectType::Container) {
         if (m_currentPhotoItem && m_currentPhoto)
             m_currentPhoto->imageItems().append(m_currentPhotoItem);
         m_currentPhotoItem = std::make_shared<TVRPodPhotoItem>();
@@ -233,14 +231,13 @@ TDBPhotoDatabase::Step TDBPhotoDatabase::processDataObject(QByteArrayView data, 
     return Step::Continue;
 }
 
-// Types 1 (a name, 8-bit) and 3 (a thumbnail file name, UTF-16): the string ends where the chunk's
-// padding begins.
+// A name (8-bit) or a thumbnail file name (UTF-16): the string ends where the chunk's padding begins.
 TDBPhotoDatabase::Step TDBPhotoDatabase::processImageName(QByteArrayView data, qint64 start)
 {
-    const std::optional<qint32> totalLength = readLong(data, start + 8);
-    const std::optional<qint16> type = readShort(data, start + 12);
-    const std::optional<qint16> padding = readShort(data, start + 15);
-    const std::optional<qint32> length = readLong(data, start + 24);
+    const std::optional<qint32> totalLength = readLong(data, start + ChunkField::TotalLength);
+    const std::optional<qint16> type = readShort(data, start + PhotoDataObjectField::Type);
+    const std::optional<qint16> padding = readShort(data, start + PhotoDataObjectField::Padding);
+    const std::optional<qint32> length = readLong(data, start + PhotoDataObjectField::StringLength);
     if (!totalLength || !type || !padding || !length || *length < 0)
         return Step::Stop;
     const qint64 stringStart = start + *totalLength - *length - *padding;
@@ -248,7 +245,7 @@ TDBPhotoDatabase::Step TDBPhotoDatabase::processImageName(QByteArrayView data, q
         qCWarning(lcIPodDb) << "photo database: string runs past the end, at" << start;
         return Step::Stop;
     }
-    if (*type == 1) {
+    if (*type == PhotoDataObjectType::Name) {
         const QString name = widenedBytes(data.sliced(stringStart, *length));
         if (m_currentPhoto)
             m_currentPhoto->setName(name);

@@ -1,6 +1,7 @@
 #include "TDBiPod.h"
 
 #include "TDBBytes.h"
+#include "TDBFormat_p.h"
 
 #include "core/Logging.h"
 #include "core/VolumeRoot.h"
@@ -10,17 +11,9 @@
 #include <limits>
 
 using namespace TDBBytes;
+using namespace TDBFormat;
 
 namespace {
-
-// Tag, header length and total length (or count): the smallest chunk that can advance a walk.
-constexpr qint64 kChunkHeader = 12;
-// The track header is read up to its artwork size, offsets 130 to 133.
-constexpr qint64 kTrackFields = 134;
-// A playlist's header is read up to its hidden flag at offset 20.
-constexpr qint64 kPlaylistFields = 24;
-// The string length of a string data object sits at offset 28.
-constexpr qint64 kStringFields = 32;
 
 qint64 longAt(QByteArrayView data, qint64 offset)
 {
@@ -29,7 +22,8 @@ qint64 longAt(QByteArrayView data, qint64 offset)
 
 bool fitsIn(qint64 position, qint64 length, qint64 end)
 {
-    return length >= kChunkHeader && length <= end - position;
+    // The smallest chunk that can advance a walk: tag, header length and total length (or count).
+    return length >= ChunkField::End && length <= end - position;
 }
 
 // A real music database of 100,000 tracks is under 200 MB; a larger file (or a device) is not read.
@@ -117,19 +111,20 @@ void TDBiPod::stop(qint64 cursor) const
 
 std::optional<qint64> TDBiPod::processChunk(QByteArrayView data, qint64 cursor)
 {
-    const qint64 headerLength = longAt(data, cursor + 4);
+    const qint64 headerLength = longAt(data, cursor + ChunkField::HeaderLength);
     // Stepping into a chunk must move forward by at least a chunk header and stay inside the buffer.
     const bool headerFits = fitsIn(cursor, headerLength, m_maxPosition);
     std::optional<qint64> next;
-    if (headerFits && (hasTag(data, cursor, "mhbd") || hasTag(data, cursor, "mhlp"))) {
+    if (headerFits && (hasTag(data, cursor, Chunk::Database) || hasTag(data, cursor, Chunk::PlaylistList))) {
         next = cursor + headerLength;
-    } else if (headerFits && hasTag(data, cursor, "mhsd") && readLong(data, cursor + 12)) {
-        const qint64 total = longAt(data, cursor + 8);
+    } else if (headerFits && hasTag(data, cursor, Chunk::DataSet) && readLong(data, cursor + DataSetField::Type)) {
+        const qint64 total = longAt(data, cursor + ChunkField::TotalLength);
         if (fitsIn(cursor, total, m_maxPosition))
-            next = longAt(data, cursor + 12) == 3 ? cursor + total : cursor + headerLength;
-    } else if (headerFits && hasTag(data, cursor, "mhlt")) {
+            next = longAt(data, cursor + DataSetField::Type) == DataSetType::PodcastPlaylists ? cursor + total
+                                                                                              : cursor + headerLength;
+    } else if (headerFits && hasTag(data, cursor, Chunk::TrackList)) {
         next = processTrackList(data, cursor, headerLength);
-    } else if (headerFits && hasTag(data, cursor, "mhyp")) {
+    } else if (headerFits && hasTag(data, cursor, Chunk::Playlist)) {
         next = processPlaylist(data, cursor, headerLength);
     }
     if (!next)
@@ -140,10 +135,10 @@ std::optional<qint64> TDBiPod::processChunk(QByteArrayView data, qint64 cursor)
 std::optional<qint64> TDBiPod::processTrackList(QByteArrayView data, qint64 cursor, qint64 headerLength)
 {
     // The count is trusted only as far as the buffer holds tracks: each one advances or ends the list.
-    const qint64 count = quint32(longAt(data, cursor + 8));
+    const qint64 count = quint32(longAt(data, cursor + ChunkField::ChildCount));
     qint64 position = cursor + headerLength;
     // Room for as many tracks as the rest of the buffer can hold, however large the count claims to be.
-    const qint64 room = std::min(count, (m_maxPosition - position) / kTrackFields);
+    const qint64 room = std::min(count, (m_maxPosition - position) / TrackField::End);
     m_tracks->reserve(m_tracks->size() + room);
     m_tracksByUID.reserve(m_tracksByUID.size() + room);
     for (qint64 i = 0; i < count; ++i) {
@@ -157,15 +152,17 @@ std::optional<qint64> TDBiPod::processTrackList(QByteArrayView data, qint64 curs
 
 std::optional<qint64> TDBiPod::processMHIT(QByteArrayView data, qint64 position)
 {
-    const qint64 headerLength = longAt(data, position + 4);
-    const qint64 total = longAt(data, position + 8);
-    if (!fitsIn(position, total, m_maxPosition) || total < kTrackFields || headerLength < kChunkHeader ||
+    const qint64 headerLength = longAt(data, position + ChunkField::HeaderLength);
+    const qint64 total = longAt(data, position + ChunkField::TotalLength);
+    // The track header is read up to its artwork size.
+    if (!fitsIn(position, total, m_maxPosition) || total < TrackField::End || headerLength < ChunkField::End ||
         headerLength > total)
         return std::nullopt;
     m_currentTrack = TDBTrack::track();
     m_currentTrack->setSource(m_source);
     readTrackHeader(data, position, *m_currentTrack);
-    processChildren(data, position + headerLength, position + total, quint32(longAt(data, position + 12)));
+    processChildren(data, position + headerLength, position + total,
+                    quint32(longAt(data, position + TrackField::DataObjectCount)));
     m_tracks->append(m_currentTrack);
     // The first of several tracks with one UID is the one playlists find.
     if (TDBTrackPtr &byUID = m_tracksByUID[m_currentTrack->UID()]; !byUID)
@@ -179,44 +176,45 @@ void TDBiPod::readTrackHeader(QByteArrayView data, qint64 p, TDBTrack &track) co
     const auto byte = [&](qint64 offset) { return qint8(data[p + offset]); };
     const auto word = [&](qint64 offset) { return readShort(data, p + offset).value_or(0); };
     const auto value = [&](qint64 offset) { return qint32(longAt(data, p + offset)); };
-    track.setUID(value(16));
-    track.setCompilation(byte(30));
-    track.setRating(byte(31));
-    track.setLastModifiedTime(value(32));
-    track.setSize(value(36));
-    track.setLength(value(40) / 1000);
-    track.setTrackNumber(value(44));
-    track.setTotalTracks(value(48));
-    track.setYear(value(52));
-    track.setBitrate(value(56));
-    track.setSampleRate(quint16(word(62)));
-    track.setVolume(value(64));
-    track.setStartTime(value(68));
-    track.setStopTime(value(72));
-    track.setPlayCount(value(80));
-    track.setLastPlayedTime(value(88));
-    track.setDiscNumber(value(92));
-    track.setTotalDiscs(value(96));
-    track.setDateAdded(value(104));
-    track.setBookmarkTime(value(108));
-    track.setDbid(readLongLong(data, p + 112).value_or(0));
-    track.setChecked(byte(120));
-    track.setBPM(word(122));
-    track.setArtworkCount(word(124));
-    track.setArtworkSize(qint16(value(130)));
+    track.setUID(value(TrackField::UID));
+    track.setCompilation(byte(TrackField::Compilation));
+    track.setRating(byte(TrackField::Rating));
+    track.setLastModifiedTime(value(TrackField::LastModified));
+    track.setSize(value(TrackField::Size));
+    track.setLength(value(TrackField::Length) / 1000);
+    track.setTrackNumber(value(TrackField::TrackNumber));
+    track.setTotalTracks(value(TrackField::TotalTracks));
+    track.setYear(value(TrackField::Year));
+    track.setBitrate(value(TrackField::Bitrate));
+    track.setSampleRate(quint16(word(TrackField::SampleRateHertz)));
+    track.setVolume(value(TrackField::Volume));
+    track.setStartTime(value(TrackField::StartTime));
+    track.setStopTime(value(TrackField::StopTime));
+    track.setPlayCount(value(TrackField::PlayCount));
+    track.setLastPlayedTime(value(TrackField::LastPlayed));
+    track.setDiscNumber(value(TrackField::DiscNumber));
+    track.setTotalDiscs(value(TrackField::TotalDiscs));
+    track.setDateAdded(value(TrackField::DateAdded));
+    track.setBookmarkTime(value(TrackField::BookmarkTime));
+    track.setDbid(readLongLong(data, p + TrackField::Dbid).value_or(0));
+    track.setChecked(byte(TrackField::Checked));
+    track.setBPM(word(TrackField::BPM));
+    track.setArtworkCount(word(TrackField::ArtworkCount));
+    track.setArtworkSize(qint16(value(TrackField::ArtworkSize)));
 }
 
 std::optional<qint64> TDBiPod::processPlaylist(QByteArrayView data, qint64 cursor, qint64 headerLength)
 {
-    const qint64 total = longAt(data, cursor + 8);
-    if (!fitsIn(cursor, total, m_maxPosition) || total < kPlaylistFields || headerLength > total)
+    const qint64 total = longAt(data, cursor + ChunkField::TotalLength);
+    if (!fitsIn(cursor, total, m_maxPosition) || total < PlaylistField::End || headerLength > total)
         return std::nullopt;
-    if (longAt(data, cursor + 20) == 1) // the hidden master playlist
+    if (longAt(data, cursor + PlaylistField::Hidden) == HiddenMasterPlaylist)
         return cursor + total;
     m_currentPlaylist = std::make_shared<TDBPlaylist>();
     // Each item was once followed by its own data object; writers since iTunes 4.9 nest it inside the
     // item, so the playlist's end bounds the walk as well.
-    const qint64 steps = qint64(quint32(longAt(data, cursor + 12))) + 2 * qint64(quint32(longAt(data, cursor + 16)));
+    const qint64 steps = qint64(quint32(longAt(data, cursor + PlaylistField::DataObjectCount))) +
+                         2 * qint64(quint32(longAt(data, cursor + PlaylistField::ItemCount)));
     processChildren(data, cursor + headerLength, cursor + total, steps);
     if (m_currentPlaylist->name() == QLatin1String("Purchased Music"))
         m_currentPlaylist->setType(TDBPlaylist::kTypePurchasedMusic);
@@ -239,19 +237,19 @@ void TDBiPod::processChildren(QByteArrayView data, qint64 position, qint64 end, 
 
 std::optional<qint64> TDBiPod::processMHODOrMHIP(QByteArrayView data, qint64 position, qint64 end)
 {
-    const qint64 total = longAt(data, position + 8);
+    const qint64 total = longAt(data, position + ChunkField::TotalLength);
     if (!fitsIn(position, total, end))
         return std::nullopt;
-    if (hasTag(data, position, "mhip"))
+    if (hasTag(data, position, Chunk::PlaylistItem))
         processMHIP(data, position);
-    else if (hasTag(data, position, "mhod"))
+    else if (hasTag(data, position, Chunk::DataObject))
         processMHOD(data, position, total);
     return total;
 }
 
 void TDBiPod::processMHIP(QByteArrayView data, qint64 position)
 {
-    const std::optional<qint32> uid = readLong(data, position + 24);
+    const std::optional<qint32> uid = readLong(data, position + PlaylistItemField::TrackUID);
     if (!uid || !m_currentPlaylist)
         return;
     // Looked up in place: a copy of the pointer for the lookup alone costs as much as the lookup.
@@ -261,27 +259,29 @@ void TDBiPod::processMHIP(QByteArrayView data, qint64 position)
 
 void TDBiPod::processMHOD(QByteArrayView data, qint64 position, qint64 total)
 {
-    const qint32 type = qint32(longAt(data, position + 12));
-    if (type == 50 || type == 51) {
+    const qint32 type = qint32(longAt(data, position + DataObjectField::Type));
+    if (type == DataObjectType::SmartPlaylistData || type == DataObjectType::SmartPlaylistRules) {
         if (m_currentPlaylist)
             m_currentPlaylist->setType(TDBPlaylist::kTypeSmart);
         return;
     }
-    if (type == 100)
+    if (type == DataObjectType::PlaylistPosition)
         return;
     // Where the text lies; it is decoded only when asked for.
     std::optional<TDBText> text;
-    if (type == 15 || type == 16) {
-        const qint64 headerLength = longAt(data, position + 4);
+    if (type == DataObjectType::RssURL || type == DataObjectType::EnclosureURL) {
+        const qint64 headerLength = longAt(data, position + ChunkField::HeaderLength);
         if (headerLength >= 0 && headerLength <= total)
             text = TDBText::stored(position + headerLength, total - headerLength, TDBText::Encoding::Bytes);
-    } else if (total >= kStringFields) {
-        const qint64 length = longAt(data, position + 28);
+    } else if (total >= DataObjectField::End) {
+        const qint64 length = longAt(data, position + DataObjectField::StringLength);
         // The string ends the chunk; an odd length reads one byte beyond it, as the format's readers always have.
         const qint64 offset = position + total - length;
         const qint64 count = (length + 1) / 2;
         if (length >= 0 && length <= total && count * 2 <= data.size() - offset)
-            text = TDBText::stored(offset, count, type == 2 ? TDBText::Encoding::iPodPath : TDBText::Encoding::Utf16);
+            text = TDBText::stored(offset, count,
+                                   type == DataObjectType::Location ? TDBText::Encoding::iPodPath
+                                                                    : TDBText::Encoding::Utf16);
     }
     if (text)
         applyString(type, *text);
@@ -304,45 +304,45 @@ void TDBiPod::applyString(qint32 type, const TDBText &text)
         });
     };
     switch (type) {
-    case 1:
+    case DataObjectType::Title:
         if (m_currentPlaylist)
             m_currentPlaylist->setName(text.text(m_source.get()));
         else
             set(&TDBTrack::setTitle);
         break;
-    case 2:
+    case DataObjectType::Location:
         set(&TDBTrack::setLocation);
         break;
-    case 3:
+    case DataObjectType::Album:
         set(&TDBTrack::setAlbum);
         break;
-    case 4:
+    case DataObjectType::Artist:
         set(&TDBTrack::setArtist);
         break;
-    case 5:
+    case DataObjectType::Genre:
         set(&TDBTrack::setGenre);
         break;
-    case 6:
+    case DataObjectType::FileType:
         if (track && text.isAnyOf(m_source.get(),
                                   {QLatin1StringView("MPEG-4 video file"), QLatin1StringView("QuickTime movie file")}))
             track->setVideo(true);
         break;
-    case 8:
+    case DataObjectType::Comment:
         set(&TDBTrack::setComment);
         break;
-    case 9:
+    case DataObjectType::Category:
         podcast(&TDBTrack::setCategory);
         break;
-    case 12:
+    case DataObjectType::Composer:
         set(&TDBTrack::setComposer);
         break;
-    case 14:
+    case DataObjectType::Description:
         podcast(&TDBTrack::setPodcastDescription);
         break;
-    case 15: // the pairing of 15 with the RSS address is this reader's own and is kept
+    case DataObjectType::RssURL:
         podcast(&TDBTrack::setRssURL);
         break;
-    case 16:
+    case DataObjectType::EnclosureURL:
         podcast(&TDBTrack::setEnclosureURL);
         break;
     default: // EQ setting, grouping and unknown types are dropped on purpose
@@ -381,9 +381,9 @@ void TDBiPod::processDeviceInfo(const QByteArray &data)
     if (data.isEmpty())
         return;
     // A count beyond the file (or a negative one, read unsigned) stops at the file's end.
-    const qint64 count = quint16(readShort(data, 0).value_or(0));
-    const qint64 available = std::max<qint64>(0, (data.size() - 2) / 2);
-    m_name = readUtf16(data, 2, std::min(count, available)).value_or(QString());
+    const qint64 count = quint16(readShort(data, DeviceInfoField::NameLength).value_or(0));
+    const qint64 available = std::max<qint64>(0, (data.size() - DeviceInfoField::Name) / 2);
+    m_name = readUtf16(data, DeviceInfoField::Name, std::min(count, available)).value_or(QString());
     if (m_name.isNull())
         m_name = QStringLiteral(""); // a count of 0 names the iPod with nothing, which is not "no name"
 }
