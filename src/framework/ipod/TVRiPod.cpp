@@ -465,10 +465,17 @@ std::shared_ptr<TVRContactsManager> TVRiPod::contactsManagerNamed(const QString 
 
 bool TVRiPod::eject()
 {
+    QString error;
+    return ejectVolume(&error) || failWith(error);
+}
+
+bool TVRiPod::ejectVolume(QString *error) const
+{
     VolumeEjector ejector;
     if (ejector.unmountAndEject(m_iPodPath))
         return true;
-    return failWith(ejector.errorString());
+    *error = ejector.errorString();
+    return false;
 }
 
 std::optional<QByteArray> TVRiPod::noteFolder(const QString &localPath, QString *error) const
