@@ -88,7 +88,7 @@ Timing timeSync(int pluginCount, const TVRiPodPtr &iPod)
     LoopQuitter quitter;
     TVRSyncer syncer(plugins, &quitter);
     const auto start = std::chrono::steady_clock::now();
-    if (!syncer.sync(TVRSyncer::NormalSync, {}, iPod))
+    if (!syncer.sync(TVRSyncer::SyncType::Normal, {}, iPod))
         die(syncer.lastError());
     quitter.loop.exec();
     Timing timing;

@@ -56,7 +56,7 @@ int SyncRun::exec(const Request &request)
     InterruptWatcher watcher;
     connect(&watcher, &InterruptWatcher::interrupted, this, &SyncRun::interrupted);
 
-    const bool started = request.type == TVRSyncer::QuickSync
+    const bool started = request.type == TVRSyncer::SyncType::Quick
                              ? (m_syncer.setiPod(request.iPod), m_syncer.quickSync(request.plugins.value(0)))
                              : m_syncer.sync(request.type, request.plugins, request.iPod);
     if (!started)

@@ -22,7 +22,7 @@ class SyncRun : public QObject, public TVRSyncerDelegate
 public:
     struct Request {
         TVRiPodPtr iPod;
-        qint32 type = TVRSyncer::NormalSync;
+        TVRSyncer::SyncType type = TVRSyncer::SyncType::Normal;
         QStringList plugins;
         // Set: the command line's word on ejecting, which wins over the preference's. Unset: a normal
         // or connect sync ejects as its preference says, and the others do not.

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <utility>
 
 namespace {
 
@@ -36,7 +37,9 @@ public:
     QString introspect(const QString &) const override { return {}; }
     bool handleMessage(const QDBusMessage &message, const QDBusConnection &connection) override
     {
-        return message.type() == QDBusMessage::MethodCallMessage && connection.send(m_owner->answer(message));
+        if (message.type() != QDBusMessage::MethodCallMessage)
+            return false;
+        return m_owner->hold(message) || connection.send(m_owner->answer(message));
     }
 
 private:
@@ -51,6 +54,8 @@ UDisks2StandIn::UDisks2StandIn()
 
 UDisks2StandIn::~UDisks2StandIn()
 {
+    // A client still waiting gets its answer rather than a time-out a minute later.
+    releaseHeldCall();
     if (m_service) {
         QDBusConnection connection(m_connectionName);
         connection.unregisterService(kService);
@@ -79,6 +84,28 @@ bool UDisks2StandIn::start(QString *error)
         return false;
     }
     return true;
+}
+
+bool UDisks2StandIn::hold(const QDBusMessage &call)
+{
+    const QMutexLocker locker(&m_mutex);
+    if (m_released || m_holdCall.isEmpty() || m_held.type() != QDBusMessage::InvalidMessage ||
+        call.member() + QLatin1Char(' ') + call.path().section(QLatin1Char('/'), -1) != m_holdCall)
+        return false;
+    m_held = call;
+    return true;
+}
+
+void UDisks2StandIn::releaseHeldCall()
+{
+    QDBusMessage held;
+    {
+        const QMutexLocker locker(&m_mutex);
+        m_released = true;
+        std::swap(held, m_held);
+    }
+    if (held.type() == QDBusMessage::MethodCallMessage)
+        QDBusConnection(m_connectionName).send(answer(held));
 }
 
 QDBusMessage UDisks2StandIn::answer(const QDBusMessage &call)

@@ -34,6 +34,16 @@ public:
     }
     // Makes `call` ("Unmount sdb1", "Eject iPod", "GetAll iPod", ...) answer the D-Bus error `errorName`.
     void failCall(const QString &call, const QString &errorName) { m_failures.insert(call, errorName); }
+    // Makes the first `call` wait for its answer until releaseHeldCall(), as a slow disk does.
+    void holdCall(const QString &call) { m_holdCall = call; }
+    // Whether that call has come and waits.
+    bool isHoldingCall() const
+    {
+        const QMutexLocker locker(&m_mutex);
+        return m_held.type() == QDBusMessage::MethodCallMessage;
+    }
+    // Answers the held call now, or at once when it comes. Any thread.
+    void releaseHeldCall();
     bool start(QString *error);
     // Each Unmount, Eject and PowerOff as it came, failed or not: "Unmount sdb1", "Eject iPod".
     QStringList calls() const
@@ -55,11 +65,16 @@ private:
     class Service;
 
     QDBusMessage answer(const QDBusMessage &call);
+    // True when `call` is the one to hold: it is kept, and answered by releaseHeldCall().
+    bool hold(const QDBusMessage &call);
 
     mutable QMutex m_mutex;
     QList<Object> m_objects;
     QHash<QString, QString> m_failures;
     QStringList m_calls;
+    QString m_holdCall;
+    QDBusMessage m_held;
+    bool m_released = false;
     QString m_connectionName;
     QThread m_thread;
     std::unique_ptr<Service> m_service;

@@ -2,6 +2,7 @@
 #include "PluginTree.h"
 #include "TemporaryHome.h"
 #include "TestHttpServer.h"
+#include "UDisks2StandIn.h"
 
 #include "core/DistributedNotificationCenter.h"
 #include "ipod/TVRiPod.h"
@@ -16,6 +17,7 @@
 #include "sync/TVRSyncer.h"
 #include "sync/TVRSyncerDelegate.h"
 
+#include <QMetaEnum>
 #include <QtTest>
 
 #include <optional>
@@ -74,6 +76,13 @@ QString logText(const TVRSyncer &syncer)
     return syncer.logManager()->logAttributedString().string();
 }
 
+// "Preparing syncing", "WaitingToEject pending", "Idle": the new phase and what the queries say then.
+QString phaseLine(const TVRSyncer &syncer, TVRSyncer::Phase phase)
+{
+    return QString(QMetaEnum::fromType<TVRSyncer::Phase>().valueToKey(int(phase))) +
+           (syncer.isSyncing() ? " syncing" : "") + (syncer.isEjectPending() ? " pending" : "");
+}
+
 } // namespace
 
 // Whole syncs through real plug-in bundles onto iPod folders.
@@ -108,12 +117,15 @@ private Q_SLOTS:
     void secondSyncToTheSameIPodIsRefused();
     void corruptSyncLogIsKeptAside();
     void iPodRemovedMidSync();
+    void phasesOfASync_data();
+    void phasesOfASync();
+    void ejectLeavesTheEventLoopTurning();
 
 private:
     void setPrefs(const QString &plugin, const QVariantMap &values) const;
     TVRSyncer::PluginMap plugins();
     // Runs a sync to the end; false when it did not start or did not end in time.
-    bool runSync(TVRSyncer &syncer, qint32 type, const QStringList &names = {});
+    bool runSync(TVRSyncer &syncer, TVRSyncer::SyncType type, const QStringList &names = {});
 
     std::optional<TemporaryHome> m_home;
     std::optional<PluginTree> m_tree;
@@ -153,7 +165,7 @@ TVRSyncer::PluginMap SyncerTest::plugins()
     return m_manager->plugins();
 }
 
-bool SyncerTest::runSync(TVRSyncer &syncer, qint32 type, const QStringList &names)
+bool SyncerTest::runSync(TVRSyncer &syncer, TVRSyncer::SyncType type, const QStringList &names)
 {
     const int before = m_display.finished;
     if (!syncer.sync(type, names, m_iPod))
@@ -173,7 +185,7 @@ void SyncerTest::runsEveryPluginInTurn()
 
     TVRSyncer syncer(plugins(), &m_display);
     m_display.attach(syncer);
-    QVERIFY(runSync(syncer, TVRSyncer::NormalSync));
+    QVERIFY(runSync(syncer, TVRSyncer::SyncType::Normal));
 
     // No choice stored: every plug-in, in name order; each counts its steps plus its completion.
     QCOMPARE(syncer.pluginsRun(), QStringList({"Alpha", "Beta", "Gamma"}));
@@ -199,7 +211,7 @@ void SyncerTest::runsEveryPluginInTurn()
     QCOMPARE(LogManager::fromArchive(broadcast)->logAttributedString().string(), text);
 
     // The same syncer runs the next sync.
-    QVERIFY(runSync(syncer, TVRSyncer::ListSync, {"Beta"}));
+    QVERIFY(runSync(syncer, TVRSyncer::SyncType::List, {"Beta"}));
     QCOMPARE(syncer.pluginsRun(), QStringList({"Beta"}));
     QCOMPARE(SyncLogFile::readEntries()->size(), 2);
 }
@@ -243,6 +255,9 @@ void SyncerTest::choosesPluginsByType_data()
         << QVariantMap{{"prefsiPodConnect", QVariantMap{{"syncAll", "YES"}, {"ejectAfterSync", "yes"}}}} << all << true;
     QTest::newRow("caller's list, unknown name dropped")
         << 2 << QStringList{"Gamma", "Nobody", "Alpha"} << QVariantMap() << QStringList{"Alpha", "Gamma"} << false;
+    // Any number that names no other type is the caller's list, whatever the stored choice says.
+    QTest::newRow("caller's list, another number")
+        << 7 << QStringList{"Gamma"} << QVariantMap{{"prefsNormalSync", onlyBeta}} << QStringList{"Gamma"} << false;
 }
 
 void SyncerTest::choosesPluginsByType()
@@ -261,11 +276,13 @@ void SyncerTest::choosesPluginsByType()
     } delegate;
     delegate.eject = &ejectWhenFinished;
     TVRSyncer watched(plugins(), &delegate);
-    if (type == TVRSyncer::QuickSync) {
+    // The numbers of the table, as hosts and preferences give them.
+    const TVRSyncer::SyncType syncType = TVRSyncer::syncTypeFromValue(type);
+    if (syncType == TVRSyncer::SyncType::Quick) {
         watched.setiPod(m_iPod);
         QVERIFY(watched.quickSync(given.first()));
     } else {
-        QVERIFY(watched.sync(type, given, m_iPod));
+        QVERIFY(watched.sync(syncType, given, m_iPod));
     }
     QVERIFY(QTest::qWaitFor([&] { return !watched.isSyncing(); }, 10000));
     QCOMPARE(watched.pluginsRun(), expected);
@@ -294,7 +311,7 @@ void SyncerTest::checksTheInternetOnlyWhenAsked()
     setPrefs("Beta", {{"needsInternet", needsInternet}});
     TVRSyncer syncer(plugins(), &m_display);
     m_display.attach(syncer);
-    QVERIFY(runSync(syncer, TVRSyncer::ListSync, {"Alpha", "Beta"}));
+    QVERIFY(runSync(syncer, TVRSyncer::SyncType::List, {"Alpha", "Beta"}));
     // A plug-in that needs the internet runs without it, and is told.
     QCOMPARE(syncer.pluginsRun(), QStringList({"Alpha", "Beta"}));
     QVERIFY2(logText(syncer).contains("Beta\rInternet: " + answer.section(' ', 1)), qPrintable(logText(syncer)));
@@ -314,7 +331,7 @@ void SyncerTest::downloadsForPlugins()
                                             server.url("/stall/10").toString(), "notascheme:/x",
                                             server.url("/japanese.txt").toString()}}});
     TVRSyncer syncer(plugins(), &m_display);
-    QVERIFY(runSync(syncer, TVRSyncer::ListSync, {"Alpha"}));
+    QVERIFY(runSync(syncer, TVRSyncer::SyncType::List, {"Alpha"}));
 
     const QString text = logText(syncer);
     // Every request was answered, in order; the failures are named and the plug-in still heard back.
@@ -346,7 +363,7 @@ void SyncerTest::cancelStopsAfterTheRunningPlugin()
     setPrefs("Beta", {{"steps", 1}});
     TVRSyncer syncer(plugins(), &m_display);
     m_display.attach(syncer);
-    QVERIFY(syncer.sync(TVRSyncer::ListSync, {"Alpha", "Beta"}, m_iPod));
+    QVERIFY(syncer.sync(TVRSyncer::SyncType::List, {"Alpha", "Beta"}, m_iPod));
     if (cancelAfterSteps >= 0)
         QVERIFY(QTest::qWaitFor([&] { return m_display.value >= cancelAfterSteps; }, 10000));
     syncer.cancel();
@@ -374,7 +391,7 @@ void SyncerTest::missingPluginIsLoggedAndSkipped()
     map.insert("Ghost", nullptr);
     TVRSyncer syncer(map, &m_display);
     m_display.attach(syncer);
-    QVERIFY(runSync(syncer, TVRSyncer::NormalSync));
+    QVERIFY(runSync(syncer, TVRSyncer::SyncType::Normal));
     QCOMPARE(syncer.pluginsRun(), QStringList({"Alpha", "Beta", "Gamma"}));
     QVERIFY(logText(syncer).contains("Failed to load Ghost"));
     QCOMPARE(syncer.logManager()->errorCount(), 1);
@@ -415,12 +432,13 @@ void SyncerTest::nothingToRunIsAnError()
     QFETCH(QString, error);
     m_home->writeApplicationPreferences(preferences);
     TVRSyncer syncer(installed ? plugins() : TVRSyncer::PluginMap(), &m_display);
-    if (type == TVRSyncer::QuickSync) {
+    const TVRSyncer::SyncType syncType = TVRSyncer::syncTypeFromValue(type);
+    if (syncType == TVRSyncer::SyncType::Quick) {
         syncer.setiPod(m_iPod);
         QVERIFY(syncer.quickSync(given.first()));
         QVERIFY(QTest::qWaitFor([&] { return m_display.finished == 1; }, 10000));
     } else {
-        QVERIFY(runSync(syncer, type, given));
+        QVERIFY(runSync(syncer, syncType, given));
     }
     QVERIFY(syncer.pluginsRun().isEmpty());
     QVERIFY2(logText(syncer).contains(error), qPrintable(logText(syncer)));
@@ -444,7 +462,7 @@ void SyncerTest::warnsAboutTooManyNotes()
         IPodFixture::writeFile(m_iPod->path(), QString("Notes/many/%1").arg(i), "x");
     TVRSyncer syncer(plugins(), &m_display);
     m_display.attach(syncer);
-    QVERIFY(runSync(syncer, TVRSyncer::ListSync, {"Beta"}));
+    QVERIFY(runSync(syncer, TVRSyncer::SyncType::List, {"Beta"}));
     QCOMPARE(logText(syncer).contains("Warning: Your iPod contains over 1,000 notes."), warned);
     QCOMPARE(m_display.beeps, int(warned));
     QCOMPARE(m_display.activations, int(warned));
@@ -470,7 +488,7 @@ void SyncerTest::removesAnEmptyTivaroFolder()
     QFETCH(bool, removed);
     IPodFixture::writeFile(m_iPod->path(), "Notes/Velmora/" + entry, "x");
     TVRSyncer syncer(plugins(), &m_display);
-    QVERIFY(runSync(syncer, TVRSyncer::ListSync, {"Beta"}));
+    QVERIFY(runSync(syncer, TVRSyncer::SyncType::List, {"Beta"}));
     QCOMPARE(QFileInfo::exists(m_iPod->notesFolder() + "/Velmora"), !removed);
 }
 
@@ -503,7 +521,7 @@ void SyncerTest::lastSyncInfo()
                            "<?xml encoding=\"UTF-8\"?><title>-- Last Sync Info --</title>1999/01/01");
     IPodFixture::writeFile(m_iPod->path(), "Contacts/TVR-LastSync.vcf", "BEGIN:VCARD\rVERSION:3.0\rEND:VCARD\r");
     TVRSyncer syncer(plugins(), &m_display);
-    QVERIFY(runSync(syncer, TVRSyncer::ListSync, {"Beta"}));
+    QVERIFY(runSync(syncer, TVRSyncer::SyncType::List, {"Beta"}));
     QVERIFY(!QFileInfo::exists(m_iPod->path() + '/' + absent));
     if (!written.isEmpty())
         QVERIFY(IPodFixture::readFile(m_iPod->path() + '/' + written)
@@ -514,7 +532,7 @@ void SyncerTest::ejectOfAFolderFailsCleanly()
 {
     TVRSyncer syncer(plugins(), &m_display);
     QSignalSpy ejects(&syncer, &TVRSyncer::ejectAttempted);
-    QVERIFY(runSync(syncer, TVRSyncer::NormalSyncThenEject));
+    QVERIFY(runSync(syncer, TVRSyncer::SyncType::NormalThenEject));
     QVERIFY(!syncer.ejectAfterSync());
     // The log is saved at once; the eject comes two seconds later.
     QCOMPARE(SyncLogFile::readEntries()->size(), 1);
@@ -539,16 +557,16 @@ void SyncerTest::iPodStaysLockedUntilTheEjectIsTried()
     TVRSyncer syncer(plugins(), &m_display);
     QSignalSpy ejects(&syncer, &TVRSyncer::ejectAttempted);
     QVERIFY(!syncer.cancelEject());
-    QVERIFY(runSync(syncer, TVRSyncer::NormalSyncThenEject));
+    QVERIFY(runSync(syncer, TVRSyncer::SyncType::NormalThenEject));
     QVERIFY(ejects.isEmpty());
     QVERIFY(syncer.isEjectPending());
 
-    QVERIFY(!syncer.sync(TVRSyncer::ListSync, {"Beta"}, m_iPod));
+    QVERIFY(!syncer.sync(TVRSyncer::SyncType::List, {"Beta"}, m_iPod));
     QCOMPARE(syncer.lastError(),
              QString("The iPod of the last sync is about to be ejected; try again once it has been."));
     RecordingDisplay otherDisplay;
     TVRSyncer other(plugins(), &otherDisplay);
-    QVERIFY(!other.sync(TVRSyncer::ListSync, {"Beta"}, m_iPod));
+    QVERIFY(!other.sync(TVRSyncer::SyncType::List, {"Beta"}, m_iPod));
     QVERIFY2(other.lastError().startsWith("Another sync to \"Tivaro iPod\" is running (process "),
              qPrintable(other.lastError()));
 
@@ -558,7 +576,7 @@ void SyncerTest::iPodStaysLockedUntilTheEjectIsTried()
     } else {
         QVERIFY(ejects.wait(5000));
     }
-    QVERIFY(other.sync(TVRSyncer::ListSync, {"Beta"}, m_iPod));
+    QVERIFY(other.sync(TVRSyncer::SyncType::List, {"Beta"}, m_iPod));
     QVERIFY(QTest::qWaitFor([&] { return otherDisplay.finished == 1; }, 10000));
     QCOMPARE(other.pluginsRun(), QStringList({"Beta"}));
     if (cancelEject) {
@@ -572,21 +590,21 @@ void SyncerTest::secondSyncToTheSameIPodIsRefused()
 {
     setPrefs("Alpha", {{"neverComplete", true}});
     TVRSyncer first(plugins(), &m_display);
-    QVERIFY(first.sync(TVRSyncer::ListSync, {"Alpha"}, m_iPod));
-    QVERIFY(!first.sync(TVRSyncer::ListSync, {"Beta"}, m_iPod));
+    QVERIFY(first.sync(TVRSyncer::SyncType::List, {"Alpha"}, m_iPod));
+    QVERIFY(!first.sync(TVRSyncer::SyncType::List, {"Beta"}, m_iPod));
     QCOMPARE(first.lastError(), QString("A sync is already running."));
 
     RecordingDisplay other;
     TVRSyncer second(plugins(), &other);
     // The same iPod reached through a link is the same iPod.
     QVERIFY(QFile::link(m_iPod->path(), m_home->path() + "/link"));
-    QVERIFY(!second.sync(TVRSyncer::ListSync, {"Beta"}, TVRiPod::withPath(m_home->path() + "/link")));
+    QVERIFY(!second.sync(TVRSyncer::SyncType::List, {"Beta"}, TVRiPod::withPath(m_home->path() + "/link")));
     QVERIFY2(second.lastError().startsWith("Another sync to \"link\" is running (process "),
              qPrintable(second.lastError()));
 
     first.cancel();
     QVERIFY(QTest::qWaitFor([&] { return m_display.finished == 1; }, 10000));
-    QVERIFY(second.sync(TVRSyncer::ListSync, {"Beta"}, m_iPod));
+    QVERIFY(second.sync(TVRSyncer::SyncType::List, {"Beta"}, m_iPod));
     QVERIFY(QTest::qWaitFor([&] { return other.finished == 1; }, 10000));
     QCOMPARE(second.pluginsRun(), QStringList({"Beta"}));
 }
@@ -596,7 +614,7 @@ void SyncerTest::corruptSyncLogIsKeptAside()
     QVERIFY(QDir().mkpath(QFileInfo(SyncLogFile::path()).absolutePath()));
     IPodFixture::writeFile(QFileInfo(SyncLogFile::path()).absolutePath(), "SyncLog.plist", "<plist><array><data>");
     TVRSyncer syncer(plugins(), &m_display);
-    QVERIFY(runSync(syncer, TVRSyncer::ListSync, {"Beta"}));
+    QVERIFY(runSync(syncer, TVRSyncer::SyncType::List, {"Beta"}));
     QVERIFY(logText(syncer).contains("The sync log file could not be read"));
     QVERIFY(syncer.logFileError().isEmpty());
     QCOMPARE(SyncLogFile::readEntries()->size(), 1);
@@ -611,7 +629,7 @@ void SyncerTest::iPodRemovedMidSync()
     setPrefs("Beta", {{"steps", 2}, {"writeNotes", true}});
     TVRSyncer syncer(plugins(), &m_display);
     m_display.attach(syncer);
-    QVERIFY(syncer.sync(TVRSyncer::ListSync, {"Alpha", "Beta"}, m_iPod));
+    QVERIFY(syncer.sync(TVRSyncer::SyncType::List, {"Alpha", "Beta"}, m_iPod));
     QVERIFY(QTest::qWaitFor([&] { return m_display.value >= 5; }, 10000));
     QVERIFY(QDir(m_iPod->path()).removeRecursively());
     QVERIFY(QTest::qWaitFor([&] { return m_display.finished == 1; }, 20000));
@@ -620,6 +638,107 @@ void SyncerTest::iPodRemovedMidSync()
     QVERIFY(syncer.logManager()->errorCount() >= 2);
     QVERIFY(logText(syncer).contains("The iPod is no longer at"));
     QCOMPARE(SyncLogFile::readEntries()->size(), 1);
+}
+
+void SyncerTest::phasesOfASync_data()
+{
+    QTest::addColumn<QString>("how");
+    QTest::addColumn<QStringList>("phases");
+    QTest::newRow("plug-ins only") << "plain"
+                                   << QStringList{"Preparing syncing", "SyncingPlugins syncing", "Finishing", "Idle"};
+    QTest::newRow("internet checked") << "internet"
+                                      << QStringList{"Preparing syncing", "CheckingInternet syncing",
+                                                     "SyncingPlugins syncing", "Finishing", "Idle"};
+    // A cancelled sync still passes through every phase after its own: it finishes and saves its log.
+    QTest::newRow("cancelled while preparing")
+        << "cancel while preparing" << QStringList{"Preparing syncing", "SyncingPlugins", "Finishing", "Idle"};
+    QTest::newRow("cancelled mid-plug-in")
+        << "cancel mid-plug-in" << QStringList{"Preparing syncing", "SyncingPlugins syncing", "Finishing", "Idle"};
+    QTest::newRow("eject tried") << "eject"
+                                 << QStringList{"Preparing syncing",      "SyncingPlugins syncing", "Finishing",
+                                                "WaitingToEject pending", "Ejecting pending",       "Idle"};
+    QTest::newRow("eject cancelled") << "eject cancelled"
+                                     << QStringList{"Preparing syncing", "SyncingPlugins syncing", "Finishing",
+                                                    "WaitingToEject pending", "Idle"};
+}
+
+void SyncerTest::phasesOfASync()
+{
+    QFETCH(QString, how);
+    QFETCH(QStringList, phases);
+    setPrefs("Alpha", {{"steps", 40}, {"stepDelayMs", 10}});
+    setPrefs("Beta", {{"needsInternet", how == "internet"}});
+    TVRSyncer syncer(plugins(), &m_display);
+    m_display.attach(syncer);
+    QStringList seen;
+    connect(&syncer, &TVRSyncer::phaseChanged, this,
+            [&](TVRSyncer::Phase phase) { seen.append(phaseLine(syncer, phase)); });
+    QSignalSpy ejects(&syncer, &TVRSyncer::ejectAttempted);
+
+    const bool midPlugin = how == "cancel mid-plug-in";
+    QVERIFY(
+        syncer.sync(TVRSyncer::SyncType::List, midPlugin ? QStringList{"Alpha", "Beta"} : QStringList{"Beta"}, m_iPod));
+    syncer.setEjectAfterSync(how.startsWith("eject"));
+    if (midPlugin)
+        QVERIFY(QTest::qWaitFor([&] { return m_display.value >= 3; }, 10000));
+    if (how.startsWith("cancel"))
+        syncer.cancel();
+    QVERIFY(QTest::qWaitFor([&] { return m_display.finished == 1; }, 10000));
+    if (how == "eject cancelled")
+        QVERIFY(syncer.cancelEject());
+    if (how == "eject")
+        QVERIFY(ejects.wait(5000));
+
+    QCOMPARE(seen, phases);
+    QCOMPARE(syncer.phase(), TVRSyncer::Phase::Idle);
+    QCOMPARE(syncer.isStopped(), how.startsWith("cancel"));
+}
+
+// The eject after a sync runs beside the event loop: while UDisks2 takes its time, timers fire and
+// the iPod stays the sync's until the eject has been tried.
+void SyncerTest::ejectLeavesTheEventLoopTurning()
+{
+    TVRSyncer syncer(plugins(), &m_display);
+    QSignalSpy ejects(&syncer, &TVRSyncer::ejectAttempted);
+    // Made after the syncer, so that it goes first and answers a call it still holds should this fail.
+    UDisks2StandIn udisks;
+    udisks.addDrive("iPod", true, true);
+    udisks.addBlock("sdb1", "iPod", {m_iPod->path()});
+    udisks.holdCall("Unmount sdb1");
+    QString error;
+    QVERIFY2(udisks.start(&error), qPrintable(error));
+
+    QVERIFY(runSync(syncer, TVRSyncer::SyncType::NormalThenEject));
+    int ticks = 0;
+    QTimer timer;
+    timer.setInterval(1);
+    connect(&timer, &QTimer::timeout, this, [&ticks] { ++ticks; });
+    timer.start();
+    QVERIFY(
+        QTest::qWaitFor([&] { return syncer.phase() == TVRSyncer::Phase::Ejecting && udisks.isHoldingCall(); }, 10000));
+    const int ticksWhenHeld = ticks;
+    QVERIFY(QTest::qWaitFor([&] { return ticks >= ticksWhenHeld + 3; }, 10000));
+    QVERIFY(ejects.isEmpty());
+
+    // An eject that has begun runs to its end, and no sync may start on the iPod meanwhile.
+    QVERIFY(syncer.isEjectPending());
+    QVERIFY(!syncer.cancelEject());
+    QVERIFY(!syncer.sync(TVRSyncer::SyncType::List, {"Beta"}, m_iPod));
+    QCOMPARE(syncer.lastError(),
+             QString("The iPod of the last sync is about to be ejected; try again once it has been."));
+    RecordingDisplay otherDisplay;
+    TVRSyncer other(plugins(), &otherDisplay);
+    QVERIFY(!other.sync(TVRSyncer::SyncType::List, {"Beta"}, m_iPod));
+    QVERIFY2(other.lastError().startsWith("Another sync to \"Tivaro iPod\" is running (process "),
+             qPrintable(other.lastError()));
+
+    udisks.releaseHeldCall();
+    QVERIFY(ejects.wait(10000));
+    QCOMPARE(ejects.first(), QVariantList({true, QString()}));
+    QCOMPARE(udisks.calls(), QStringList({"Unmount sdb1", "Eject iPod", "PowerOff iPod"}));
+    QCOMPARE(syncer.phase(), TVRSyncer::Phase::Idle);
+    QVERIFY(other.sync(TVRSyncer::SyncType::List, {"Beta"}, m_iPod));
+    QVERIFY(QTest::qWaitFor([&] { return otherDisplay.finished == 1; }, 10000));
 }
 
 QTEST_MAIN(SyncerTest)

@@ -12,14 +12,14 @@
 
 namespace {
 
-std::optional<qint32> syncTypeNamed(const QString &name)
+std::optional<TVRSyncer::SyncType> syncTypeNamed(const QString &name)
 {
     if (name == QLatin1String("normal"))
-        return TVRSyncer::NormalSync;
+        return TVRSyncer::SyncType::Normal;
     if (name == QLatin1String("connect"))
-        return TVRSyncer::ConnectSync;
+        return TVRSyncer::SyncType::Connect;
     if (name == QLatin1String("eject"))
-        return TVRSyncer::NormalSyncThenEject;
+        return TVRSyncer::SyncType::NormalThenEject;
     return std::nullopt;
 }
 
@@ -76,18 +76,18 @@ int SyncCommand::run(const QStringList &arguments, Console &console)
     if (parser.isSet(eject) || parser.isSet(noEject))
         request.eject = parser.isSet(eject);
     if (parser.isSet(quick)) {
-        request.type = TVRSyncer::QuickSync;
+        request.type = TVRSyncer::SyncType::Quick;
         request.plugins = {parser.value(quick)};
     } else if (parser.isSet(plugins)) {
-        request.type = TVRSyncer::ListSync;
+        request.type = TVRSyncer::SyncType::List;
         request.plugins = parser.value(plugins).split(QLatin1Char(','), Qt::SkipEmptyParts);
         for (QString &name : request.plugins)
             name = name.trimmed();
         if (request.plugins.isEmpty())
             return console.fail(QStringLiteral("--plugins names no plug-in"), ExitCode::Usage);
-    } else if (const std::optional<qint32> chosen = syncTypeNamed(parser.value(type))) {
+    } else if (const std::optional<TVRSyncer::SyncType> chosen = syncTypeNamed(parser.value(type))) {
         request.type = *chosen;
-        if (request.type == TVRSyncer::NormalSyncThenEject && request.eject == false)
+        if (request.type == TVRSyncer::SyncType::NormalThenEject && request.eject == false)
             return console.fail(
                 QStringLiteral("--type eject always ejects; leave out --no-eject, or use --type normal"),
                 ExitCode::Usage);

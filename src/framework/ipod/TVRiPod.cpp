@@ -460,10 +460,17 @@ std::optional<QList<TDBPlaylistPtr>> TVRiPod::playlists()
 
 bool TVRiPod::eject()
 {
+    QString error;
+    return ejectVolume(&error) || failWith(error);
+}
+
+bool TVRiPod::ejectVolume(QString *error) const
+{
     VolumeEjector ejector;
     if (ejector.unmountAndEject(m_iPodPath))
         return true;
-    return failWith(ejector.errorString());
+    *error = ejector.errorString();
+    return false;
 }
 
 std::optional<QByteArray> TVRiPod::noteFolder(const QString &localPath, QString *error) const

@@ -136,8 +136,13 @@ public:
     // there is replaced only when it is Tivaro's own.
     bool writeFileToiPod(const QString &path, const QByteArray &data);
 
-    // Flushes, unmounts and ejects the volume; true when the iPod may be unplugged.
+    // Flushes, unmounts and ejects the volume; true when the iPod may be unplugged, else
+    // lastErrorString() says why. Blocks for as long as UDisks2 takes, up to a minute a step: for a
+    // caller with nothing else to do. One whose event loop must go on turning uses IPodEjection.
     bool eject();
+    // The same, leaving this object untouched, so that another thread may run it while this one goes
+    // on using the iPod; *error says why it failed.
+    bool ejectVolume(QString *error) const;
 
     // The note writer: the note as linked pages of at most 4096 bytes (2048 when `encoding` is
     // StringEncoding::Unicode; pages are UTF-8 either way) below realTivaroFolder()/localPath.

@@ -16,6 +16,7 @@
 #include "core/DistributedNotificationCenter.h"
 #include "core/Logging.h"
 #include "core/PathUtils.h"
+#include "ipod/IPodEjection.h"
 #include "ipod/TVRContactsManager.h"
 #include "ipod/TVRiPod.h"
 #include "plugins/ConfigureSyncUtils.h"
@@ -26,7 +27,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLocale>
-#include <QScopedValueRollback>
 #include <QThread>
 #include <QTimer>
 
@@ -94,16 +94,60 @@ void TVRSyncer::onMainThread(std::function<void()> step)
         QMetaObject::invokeMethod(this, std::move(step), Qt::QueuedConnection);
 }
 
+TVRSyncer::SyncType TVRSyncer::syncTypeFromValue(qint32 value)
+{
+    switch (value) {
+    case qint32(SyncType::Normal):
+    case qint32(SyncType::Connect):
+    case qint32(SyncType::Quick):
+    case qint32(SyncType::NormalThenEject):
+        return SyncType(value);
+    default:
+        return SyncType::List;
+    }
+}
+
+bool TVRSyncer::isRunning() const
+{
+    switch (phase()) {
+    case Phase::Preparing:
+    case Phase::CheckingInternet:
+    case Phase::SyncingPlugins:
+    case Phase::Finishing:
+        return true;
+    case Phase::Idle:
+    case Phase::WaitingToEject:
+    case Phase::Ejecting:
+        return false;
+    }
+    return false;
+}
+
+bool TVRSyncer::isSyncing() const
+{
+    const Phase current = phase();
+    return !m_stopped &&
+           (current == Phase::Preparing || current == Phase::CheckingInternet || current == Phase::SyncingPlugins);
+}
+
+void TVRSyncer::moveTo(Phase next)
+{
+    [[maybe_unused]] const bool moved = m_phase.moveTo(next);
+    Q_ASSERT_X(moved, "TVRSyncer::moveTo", "a move the phase table does not allow");
+    if (moved)
+        Q_EMIT phaseChanged(next);
+}
+
 bool TVRSyncer::refusedWhileRunning()
 {
-    if (m_running)
+    if (isRunning())
         m_lastError = QStringLiteral("A sync is already running.");
     else if (isEjectPending())
         m_lastError = QStringLiteral("The iPod of the last sync is about to be ejected; try again once it has been.");
-    return m_running || isEjectPending();
+    return isRunning() || isEjectPending();
 }
 
-bool TVRSyncer::sync(qint32 type, const QStringList &pluginsToSync, const std::shared_ptr<TVRiPod> &iPod)
+bool TVRSyncer::sync(SyncType type, const QStringList &pluginsToSync, const std::shared_ptr<TVRiPod> &iPod)
 {
     // Checked first: the iPod and the choice of a running sync are not to be replaced.
     if (refusedWhileRunning())
@@ -118,10 +162,10 @@ bool TVRSyncer::quickSync(const QString &pluginName)
     if (refusedWhileRunning())
         return false;
     setPluginsToSync({pluginName});
-    return performSync(QuickSync);
+    return performSync(SyncType::Quick);
 }
 
-bool TVRSyncer::performSync(qint32 type)
+bool TVRSyncer::performSync(SyncType type)
 {
     m_lastError.clear();
     if (refusedWhileRunning())
@@ -133,7 +177,8 @@ bool TVRSyncer::performSync(qint32 type)
     m_lock = std::make_unique<IPodSyncLock>(*m_synciPod);
     if (!m_lock->tryLock(&m_lastError))
         return false;
-    m_running = true;
+    m_stopped = false;
+    moveTo(Phase::Preparing);
 
     m_startSyncDate = QDateTime::currentDateTime();
     m_defaults.synchronize();
@@ -152,15 +197,13 @@ bool TVRSyncer::performSync(qint32 type)
     if (!m_synciPod->useNotes())
         earlyLines += removeOutputOfIPodWithoutNotes();
 
-    if (type == NormalSync || type == NormalSyncThenEject)
-        chooseFromPreference(QStringLiteral("prefsNormalSync"), type == NormalSync);
-    else if (type == ConnectSync)
+    if (type == SyncType::Normal || type == SyncType::NormalThenEject)
+        chooseFromPreference(QStringLiteral("prefsNormalSync"), type == SyncType::Normal);
+    else if (type == SyncType::Connect)
         chooseFromPreference(QStringLiteral("prefsiPodConnect"), true);
-    if (type == NormalSyncThenEject)
+    if (type == SyncType::NormalThenEject)
         m_ejectAfterSync = true;
 
-    m_isSyncing = true;
-    m_stopped = false;
     removeSpecialNotes();
     doLastSyncInfo();
 
@@ -295,6 +338,7 @@ void TVRSyncer::startSync(bool needsInternet)
         doSync();
         return;
     }
+    moveTo(Phase::CheckingInternet);
     setPluginStatusText(QStringLiteral("Checking internet connection..."));
     m_network = std::make_unique<TVRNetwork>();
     m_network->detectInternetConnectionWithDelegate(this);
@@ -302,6 +346,8 @@ void TVRSyncer::startSync(bool needsInternet)
 
 void TVRSyncer::detectedInternetConnection(TVRNetwork *network)
 {
+    if (phase() != Phase::CheckingInternet || network != m_network.get())
+        return;
     makeSyncInfo(network->connectedToInternet());
     doSync();
 }
@@ -314,6 +360,7 @@ void TVRSyncer::makeSyncInfo(bool connectedToInternet)
 
 void TVRSyncer::doSync()
 {
+    moveTo(Phase::SyncingPlugins);
     if (m_pluginProgress) {
         m_pluginProgress->stopAnimation();
         m_pluginProgress->setIndeterminate(false);
@@ -351,7 +398,6 @@ void TVRSyncer::syncNextPlugin()
     m_logManager->appendToolHeading(plugin->name());
     setPluginStatusText(QStringLiteral("Syncing %1").arg(plugin->name()));
     m_pluginsRun.append(plugin->name());
-    const QScopedValueRollback<bool> inside(m_insidePluginSync, true);
     try {
         plugin->sync(syncInfo.get());
     } catch (const std::exception &error) {
@@ -363,28 +409,26 @@ void TVRSyncer::syncNextPlugin()
 
 void TVRSyncer::pluginDidFinishSync()
 {
-    if (!m_running || !m_currentPlugin)
+    if (phase() != Phase::SyncingPlugins || !m_currentPlugin)
         return;
     if (m_pluginProgress)
         m_pluginProgress->incrementBy(1.0);
     saveOwnFilesRecord();
-    // A plug-in that completes from inside its own sync() gets the next one started after it has
-    // returned: nothing runs under its feet, and a thousand such plug-ins do not nest on the stack.
-    if (m_insidePluginSync)
-        QMetaObject::invokeMethod(this, &TVRSyncer::syncNextPlugin, Qt::QueuedConnection);
-    else
-        syncNextPlugin();
+    // The next plug-in starts once the report has returned, from the event loop: nothing runs under
+    // the feet of a plug-in that completes from inside its own sync() or a callback of its own, and a
+    // thousand such plug-ins do not nest on the stack.
+    QMetaObject::invokeMethod(this, &TVRSyncer::syncNextPlugin, Qt::QueuedConnection);
 }
 
 void TVRSyncer::pluginDidIncrementProgress()
 {
-    if (m_running && m_pluginProgress)
+    if (isRunning() && m_pluginProgress)
         m_pluginProgress->incrementBy(1.0);
 }
 
 void TVRSyncer::pluginDidProvideSyncFeedback(const QVariantMap &userInfo)
 {
-    if (m_stopped || !m_running)
+    if (m_stopped || !isRunning())
         return;
     const QVariant feedback = userInfo.value(QStringLiteral("feedback"));
     if (feedback.isValid())
@@ -393,12 +437,11 @@ void TVRSyncer::pluginDidProvideSyncFeedback(const QVariantMap &userInfo)
 
 void TVRSyncer::cancel()
 {
-    if (m_running && m_logManager)
+    if (isRunning() && m_logManager)
         m_logManager->appendError(QStringLiteral("User cancelled sync."));
     if (m_currentPlugin)
         m_currentPlugin->cancelSync();
     m_stopped = true;
-    m_isSyncing = false;
 }
 
 void TVRSyncer::saveOwnFilesRecord()
@@ -411,25 +454,27 @@ void TVRSyncer::saveOwnFilesRecord()
 
 void TVRSyncer::finishSync()
 {
+    moveTo(Phase::Finishing);
     saveOwnFilesRecord();
     warnAboutTooManyNotes();
     m_defaults.synchronize();
-    m_isSyncing = false;
     if (m_delegate)
         m_delegate->syncerFinished(this);
     removeEmptyTivaroFolder();
-    if (m_ejectAfterSync)
-        scheduleEject();
+    const bool eject = m_ejectAfterSync;
     m_ejectAfterSync = false;
     saveLog();
     m_syncInfo.reset();
     m_currentPlugin.reset();
     m_pluginsToSync.clear();
     m_network.reset();
-    m_running = false;
     // An iPod about to be ejected stays locked until the eject has been tried.
-    if (!isEjectPending())
-        m_lock.reset();
+    if (eject) {
+        scheduleEject();
+        return;
+    }
+    m_lock.reset();
+    moveTo(Phase::Idle);
 }
 
 void TVRSyncer::warnAboutTooManyNotes()
@@ -459,29 +504,46 @@ void TVRSyncer::removeEmptyTivaroFolder()
 
 void TVRSyncer::scheduleEject()
 {
+    moveTo(Phase::WaitingToEject);
+    // The iPod of this sync, whatever setiPod() is given meanwhile.
+    m_ejection = std::make_unique<IPodEjection>(m_synciPod);
+    connect(m_ejection.get(), &IPodEjection::finished, this, &TVRSyncer::ejectFinished);
     m_ejectTimer = std::make_unique<QTimer>();
     m_ejectTimer->setSingleShot(true);
-    connect(m_ejectTimer.get(), &QTimer::timeout, this, [this, iPod = m_synciPod] {
-        const bool ejected = iPod->eject();
-        if (!ejected)
-            qCWarning(lcSync) << "Eject of" << iPod->path() << "failed:" << iPod->lastErrorString();
-        m_lock.reset();
-        Q_EMIT ejectAttempted(ejected, ejected ? QString() : iPod->lastErrorString());
-    });
+    connect(m_ejectTimer.get(), &QTimer::timeout, this, &TVRSyncer::startEject);
     m_ejectTimer->start(kEjectDelayMs);
+}
+
+void TVRSyncer::startEject()
+{
+    moveTo(Phase::Ejecting);
+    // The D-Bus calls of an eject may take a minute: they run on a thread of their own, and the
+    // event loop goes on meanwhile (a window redraws, a signal is read).
+    m_ejection->start();
+}
+
+void TVRSyncer::ejectFinished(bool ejected, const QString &error)
+{
+    if (!ejected)
+        qCWarning(lcSync) << "Eject of" << m_ejection->iPod()->path() << "failed:" << error;
+    m_lock.reset();
+    moveTo(Phase::Idle);
+    Q_EMIT ejectAttempted(ejected, error);
 }
 
 bool TVRSyncer::isEjectPending() const
 {
-    return m_ejectTimer && m_ejectTimer->isActive();
+    return phase() == Phase::WaitingToEject || phase() == Phase::Ejecting;
 }
 
 bool TVRSyncer::cancelEject()
 {
-    if (!isEjectPending())
+    if (phase() != Phase::WaitingToEject)
         return false;
     m_ejectTimer->stop();
+    m_ejection.reset();
     m_lock.reset();
+    moveTo(Phase::Idle);
     return true;
 }
 
@@ -576,7 +638,7 @@ void TVRSyncer::startSyncUtilsDownload(const QVariantMap &userInfo)
     Q_UNUSED(userInfo.value(QStringLiteral("timeout")));
     m_syncUtilsDownloader = TVRDownloader::loadWithURL(url, this);
     if (!m_syncUtilsDownloader) {
-        if (m_logManager && m_running)
+        if (m_logManager && isRunning())
             m_logManager->appendError(QStringLiteral("Download failed: %1").arg(url.toDisplayString()));
         syncUtilsDownloadComplete();
     }
@@ -590,7 +652,7 @@ void TVRSyncer::downloadFinished(TVRDownloader *)
 void TVRSyncer::downloadFailedWithErrorType(int)
 {
     // One line naming the URL and what happened: "Download timed out: <url>: no data for 20 seconds".
-    if (m_logManager && m_running && m_syncUtilsDownloader)
+    if (m_logManager && isRunning() && m_syncUtilsDownloader)
         m_logManager->appendError(
             m_syncUtilsDownloader->failure().message(m_syncUtilsDownloader->url().toDisplayString()));
     syncUtilsDownloadComplete();

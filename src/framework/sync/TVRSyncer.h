@@ -1,6 +1,8 @@
 #pragma once
 
+#include "SyncPhase.h"
 #include "TVRNetwork.h"
+
 #include "core/ObserverRegistration.h"
 #include "core/UserDefaults.h"
 #include "net/TVRDownloader.h"
@@ -14,6 +16,7 @@
 #include <memory>
 #include <vector>
 
+class IPodEjection;
 class IPodSyncLock;
 class QTimer;
 struct RemovalReport;
@@ -32,7 +35,9 @@ class TVRiPod;
 // and at the end saves the sync log, tells other processes about it and ejects the iPod if asked.
 //
 // Lives on the main thread. Plug-ins report through TVRSyncUtils; reports posted from other
-// threads are carried over to the main thread. One syncer may run any number of syncs in turn.
+// threads are carried over to the main thread. One syncer may run any number of syncs in turn; where
+// it stands is one phase (SyncPhase), and nothing it does blocks its thread's event loop for long, the
+// eject included.
 class TVRSyncer : public QObject,
                   public TVRDownloaderDelegate,
                   public TVRDownloadFailureDelegate,
@@ -43,13 +48,23 @@ class TVRSyncer : public QObject,
 public:
     using PluginMap = QMap<QString, std::shared_ptr<TVRPlugin>>;
 
-    enum SyncType : qint32 {
-        NormalSync = 0,
-        ConnectSync = 1,
-        ListSync = 2, // any value not below: the caller's own list
-        QuickSync = 3,
-        NormalSyncThenEject = 4,
+    using Phase = SyncPhase::Phase;
+
+    // What a sync runs. The values are those stored and exchanged as numbers; syncTypeFromValue() reads one.
+    enum class SyncType : qint32 {
+        // The choice of the preference "prefsNormalSync", ejecting as it says.
+        Normal = 0,
+        // The choice of "prefsiPodConnect", ejecting as it says.
+        Connect = 1,
+        // The caller's own list.
+        List = 2,
+        // The one plug-in given to quickSync().
+        Quick = 3,
+        // The choice of "prefsNormalSync", then always an eject.
+        NormalThenEject = 4,
     };
+    // Every number that is no other type stands for the caller's own list.
+    static SyncType syncTypeFromValue(qint32 value);
 
     // The plug-ins by name; an entry may be null, standing for a plug-in that failed to load.
     TVRSyncer(const PluginMap &plugins, TVRSyncerDelegate *delegate, QObject *parent = nullptr);
@@ -65,7 +80,9 @@ public:
     // starts (an eject sync sets it true), so a caller whose word wins sets it after the start.
     void setEjectAfterSync(bool eject) { m_ejectAfterSync = eject; }
     bool ejectAfterSync() const { return m_ejectAfterSync; }
-    bool isSyncing() const { return m_isSyncing; }
+    Phase phase() const { return m_phase.current(); }
+    // From the start of a sync until it finishes or is cancelled.
+    bool isSyncing() const;
     // Set by cancel() until the next sync begins.
     bool isStopped() const { return m_stopped; }
 
@@ -76,20 +93,21 @@ public:
 
     // Starts a sync of `type`. False, with lastError() saying why and nothing else done, when there
     // is no iPod, a sync is already running here, or another process is syncing the same iPod.
-    bool sync(qint32 type, const QStringList &pluginsToSync, const std::shared_ptr<TVRiPod> &iPod);
+    bool sync(SyncType type, const QStringList &pluginsToSync, const std::shared_ptr<TVRiPod> &iPod);
     bool quickSync(const QString &pluginName);
-    bool performSync(qint32 type);
+    bool performSync(SyncType type);
 
     // Stops after the running plug-in has reported completion; the log is still saved.
     void cancel();
-    // Between the end of a sync and the eject it asked for (two seconds later) the iPod stays
-    // locked and no new sync starts. cancelEject() drops an eject that has not begun and frees the
-    // iPod; false when none was waiting.
+    // From the end of a sync that asked for an eject until the eject has been tried (it begins two
+    // seconds later and runs on a thread of its own) the iPod stays locked and no new sync starts.
+    // cancelEject() drops an eject that has not begun and frees the iPod; false when none was
+    // waiting. An eject that has begun runs to its end.
     bool isEjectPending() const;
     bool cancelEject();
 
     QString lastError() const { return m_lastError; }
-    qint32 syncType() const { return m_syncType; }
+    SyncType syncType() const { return m_syncType; }
     qint32 totalThingsToSync() const { return m_totalThingsToSync; }
     // The log of the running or last sync.
     std::shared_ptr<LogManager> logManager() const { return m_logManager; }
@@ -110,7 +128,9 @@ public:
     void detectedInternetConnection(TVRNetwork *network) override;
 
 Q_SIGNALS:
-    // After the eject that a sync asked for has been tried.
+    // Each time the phase changes, with the new one.
+    void phaseChanged(TVRSyncer::Phase phase);
+    // After the eject that a sync asked for has been tried, once the iPod is free again.
     void ejectAttempted(bool ejected, const QString &error);
 
 private:
@@ -121,8 +141,12 @@ private:
         QStringList errors;
     };
 
-    // True, with lastError() set, while a sync (or the end of a cancelled one) is under way.
+    // A sync (or the end of a cancelled one) is under way: from its start to the end of finishSync().
+    bool isRunning() const;
+    // True, with lastError() set, while a sync or its eject is under way.
     bool refusedWhileRunning();
+    // Every change of phase goes through here; a move the table refuses is a fault of this class.
+    void moveTo(Phase next);
     void chooseFromPreference(const QString &key, bool takeEject);
     // Logs an error when the choice names no installed plug-in, or none is installed: such a sync
     // runs nothing and must not pass for a clean one.
@@ -139,6 +163,8 @@ private:
     void warnAboutTooManyNotes();
     void removeEmptyTivaroFolder();
     void scheduleEject();
+    void startEject();
+    void ejectFinished(bool ejected, const QString &error);
     void saveLog();
     void removeSpecialNotes();
     // Lines for the log about what was removed from an iPod without notes, and what was kept.
@@ -180,22 +206,22 @@ private:
     UserDefaults m_defaults;
     std::shared_ptr<TVRDownloader> m_syncUtilsDownloader;
     QPointer<QObject> m_syncUtilsDelegate;
+    SyncPhase m_phase;
+    // A cancel is asked in any phase of a running sync and changes none of them: the sync still ends
+    // the plug-in that runs, finishes, saves its log and ejects when asked. So it is a flag of its own.
     bool m_stopped = false;
-    bool m_isSyncing = false;
-    qint32 m_syncType = NormalSync;
+    SyncType m_syncType = SyncType::Normal;
 
     std::unique_ptr<TVRNetwork> m_network;
     std::unique_ptr<IPodSyncLock> m_lock;
     // Running while a finished sync's eject waits; the lock is kept until the eject has been tried.
     std::unique_ptr<QTimer> m_ejectTimer;
+    // The eject of the last sync that asked for one; kept until the next, as it may not be deleted
+    // from within its own signal.
+    std::unique_ptr<IPodEjection> m_ejection;
     std::vector<ObserverRegistration> m_observers;
     QStringList m_pluginsRun;
     QString m_lastError;
     QString m_logFileError;
     double m_lastSyncSeconds = 0;
-    // From performSync() to the end of finishSync(): unlike m_isSyncing, still true after a cancel
-    // while the running plug-in has not yet reported completion.
-    bool m_running = false;
-    // True while a plug-in's sync() runs.
-    bool m_insidePluginSync = false;
 };
