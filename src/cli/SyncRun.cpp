@@ -134,14 +134,9 @@ void SyncRun::cancelWaitingEject()
 
 void SyncRun::printErrors() const
 {
-    const std::shared_ptr<LogManager> log = m_syncer.logManager();
     QStringList errors;
-    for (const AttributedString::Run &run : log->logAttributedString().runs()) {
-        if (run.attributes != log->styles().error)
-            continue;
-        const QStringList lines =
-            log->logAttributedString().string().mid(run.start, run.length).split(QLatin1Char('\r'));
-        for (const QString &line : lines) {
+    for (const QString &entry : m_syncer.logManager()->entries(LogManager::EntryKind::Error)) {
+        for (const QString &line : entry.split(QLatin1Char('\r'))) {
             if (!line.trimmed().isEmpty())
                 errors.append(QStringLiteral("  ") + line.trimmed());
         }

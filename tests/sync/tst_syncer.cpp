@@ -196,7 +196,7 @@ void SyncerTest::runsEveryPluginInTurn()
     QVERIFY(saved && saved->size() == 1);
     QVERIFY(QTest::qWaitFor([&] { return !broadcast.isEmpty(); }, 5000));
     QCOMPARE(broadcast, saved->first());
-    QCOMPARE(LogManager::fromArchive(broadcast)->logAttributedString().string(), text);
+    QCOMPARE((*LogManager::fromArchive(broadcast))->logAttributedString().string(), text);
 
     // The same syncer runs the next sync.
     QVERIFY(runSync(syncer, TVRSyncer::ListSync, {"Beta"}));
