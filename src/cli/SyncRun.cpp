@@ -60,7 +60,7 @@ int SyncRun::exec(const Request &request)
                              ? (m_syncer.setiPod(request.iPod), m_syncer.quickSync(request.plugins.value(0)))
                              : m_syncer.sync(request.type, request.plugins, request.iPod);
     if (!started)
-        return m_console.fail(m_syncer.lastError(), ExitCode::Failure);
+        return m_console.fail(m_syncer.errorString(), ExitCode::Failure);
     // After the start, which has read the preference's "ejectAfterSync" for a normal or connect sync.
     if (request.eject)
         m_syncer.setEjectAfterSync(*request.eject);

@@ -153,7 +153,7 @@ public:
     static QString linkForPageAtIndex(int index, int placement, const QString &noteName);
 
     // Why the last writing or ejecting operation failed, for messages to the user.
-    QString lastErrorString() const { return m_lastError; }
+    QString errorString() const { return m_lastError; }
     // How many pages the last writeNoteToiPod() wrote.
     int lastNotePageCount() const { return m_lastNotePageCount; }
     // Bytes of UTF-8 text the last writeNoteToiPod() left out because a word was longer than a page.

@@ -464,9 +464,9 @@ void TVRSyncer::scheduleEject()
     connect(m_ejectTimer.get(), &QTimer::timeout, this, [this, iPod = m_synciPod] {
         const bool ejected = iPod->eject();
         if (!ejected)
-            qCWarning(lcSync) << "Eject of" << iPod->path() << "failed:" << iPod->lastErrorString();
+            qCWarning(lcSync) << "Eject of" << iPod->path() << "failed:" << iPod->errorString();
         m_lock.reset();
-        Q_EMIT ejectAttempted(ejected, ejected ? QString() : iPod->lastErrorString());
+        Q_EMIT ejectAttempted(ejected, ejected ? QString() : iPod->errorString());
     });
     m_ejectTimer->start(kEjectDelayMs);
 }
@@ -541,13 +541,13 @@ void TVRSyncer::doLastSyncInfo()
     const QString today = shortDateToday();
     if (m_synciPod->useNotes()) {
         if (!m_synciPod->writeNoteToiPod(today, kLastSyncInfoName, QString()))
-            m_logManager->appendError(m_synciPod->lastErrorString());
+            m_logManager->appendError(m_synciPod->errorString());
         return;
     }
     const auto contacts = TVRContactsManager::managerForiPod(m_synciPod, kLastSyncContacts);
     contacts->appendContactWithText(today, kLastSyncInfoName);
     if (!contacts->writeContactsFileToiPod())
-        m_logManager->appendError(contacts->lastErrorString());
+        m_logManager->appendError(contacts->errorString());
 }
 
 QString TVRSyncer::shortDateToday() const

@@ -74,7 +74,7 @@ public:
     void setPluginsToSync(const QStringList &names) { m_pluginsToSync = names; }
     QStringList pluginsToSync() const { return m_pluginsToSync; }
 
-    // Starts a sync of `type`. False, with lastError() saying why and nothing else done, when there
+    // Starts a sync of `type`. False, with errorString() saying why and nothing else done, when there
     // is no iPod, a sync is already running here, or another process is syncing the same iPod.
     bool sync(qint32 type, const QStringList &pluginsToSync, const std::shared_ptr<TVRiPod> &iPod);
     bool quickSync(const QString &pluginName);
@@ -88,7 +88,7 @@ public:
     bool isEjectPending() const;
     bool cancelEject();
 
-    QString lastError() const { return m_lastError; }
+    QString errorString() const { return m_lastError; }
     qint32 syncType() const { return m_syncType; }
     qint32 totalThingsToSync() const { return m_totalThingsToSync; }
     // The log of the running or last sync.
@@ -121,7 +121,7 @@ private:
         QStringList errors;
     };
 
-    // True, with lastError() set, while a sync (or the end of a cancelled one) is under way.
+    // True, with errorString() set, while a sync (or the end of a cancelled one) is under way.
     bool refusedWhileRunning();
     void chooseFromPreference(const QString &key, bool takeEject);
     // Logs an error when the choice names no installed plug-in, or none is installed: such a sync
