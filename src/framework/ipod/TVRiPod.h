@@ -4,6 +4,7 @@
 #include "RemovalReport.h"
 #include "TVRiPodPtr.h"
 
+#include "core/Result.h"
 #include "core/StringEncoding.h"
 #include "core/UserDefaults.h"
 
@@ -73,8 +74,8 @@ public:
     // Case-insensitive by name: the order of every list of iPods.
     int compare(const TVRiPod &other) const;
     // The key/value lines of SysInfo; nullopt when there is no path or the file cannot be read as text.
-    // Throws SysInfoError for a line with an empty key or value.
-    std::optional<QVariantMap> deviceInformation() const;
+    // An error for a line with an empty key or value, or a file that is no small regular file.
+    Result<std::optional<QVariantMap>> deviceInformation() const;
     static qint32 familyFromDeviceInformation(const std::optional<QVariantMap> &information);
 
     // Capabilities, all from the family code.
