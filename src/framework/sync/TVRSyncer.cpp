@@ -131,8 +131,10 @@ bool TVRSyncer::performSync(qint32 type)
         return false;
     }
     m_lock = std::make_unique<IPodSyncLock>(*m_synciPod);
-    if (!m_lock->tryLock(&m_lastError))
+    if (!m_lock->tryLock()) {
+        m_lastError = m_lock->errorString();
         return false;
+    }
     m_running = true;
 
     m_startSyncDate = QDateTime::currentDateTime();
