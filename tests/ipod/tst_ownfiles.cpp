@@ -332,8 +332,7 @@ void OwnFilesTest::linksAreNeverFollowed()
     QVERIFY(QFile::link(toFile ? outside.filePath(QStringLiteral("Trip.txt")) : outside.path(), linked));
 
     QVERIFY(!m_iPod->writeNoteToiPod(textOfPages(2), QStringLiteral("Trip"), localPath));
-    QVERIFY2(m_iPod->errorString().contains(QStringLiteral("symbolic link")),
-             qPrintable(m_iPod->errorString()));
+    QVERIFY2(m_iPod->errorString().contains(QStringLiteral("symbolic link")), qPrintable(m_iPod->errorString()));
     QCOMPARE(filesBelow(outside.path()), QStringList{"Trip.txt"});
     QCOMPARE(IPodFixture::readFile(outside.filePath(QStringLiteral("Trip.txt"))), QByteArray("outside"));
     QVERIFY(QFileInfo(linked).isSymLink());
