@@ -254,7 +254,7 @@ int main(int argc, char **argv)
         // Once untimed, to be sure both sides leave the very same files behind.
         removePages(folders);
         if (!ipod->writeNoteToiPod(text, name, QString()))
-            die(QStringLiteral("writeNoteToiPod failed: %1").arg(ipod->lastErrorString()));
+            die(QStringLiteral("writeNoteToiPod failed: %1").arg(ipod->errorString()));
         const std::vector<PageFile> oursWrote = filesIn(folders);
         removePages(folders);
         writeFloor(floorFiles);
@@ -275,7 +275,7 @@ int main(int argc, char **argv)
                 const auto start = std::chrono::steady_clock::now();
                 if (oursNow) {
                     if (!ipod->writeNoteToiPod(text, name, QString()))
-                        die(QStringLiteral("writeNoteToiPod failed: %1").arg(ipod->lastErrorString()));
+                        die(QStringLiteral("writeNoteToiPod failed: %1").arg(ipod->errorString()));
                 } else {
                     writeFloor(floorFiles);
                 }

@@ -89,7 +89,7 @@ Timing timeSync(int pluginCount, const TVRiPodPtr &iPod)
     TVRSyncer syncer(plugins, &quitter);
     const auto start = std::chrono::steady_clock::now();
     if (!syncer.sync(TVRSyncer::SyncType::Normal, {}, iPod))
-        die(syncer.lastError());
+        die(syncer.errorString());
     quitter.loop.exec();
     Timing timing;
     timing.wholeMs = milliseconds(std::chrono::steady_clock::now() - start);

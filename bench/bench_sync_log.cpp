@@ -223,9 +223,10 @@ int main(int argc, char **argv)
         archives.push_back(bytes);
     }
     {
-        const std::shared_ptr<LogManager> sample = LogManager::fromArchive(archives.front());
-        if (!sample)
+        const Result<std::shared_ptr<LogManager>> read = LogManager::fromArchive(archives.front());
+        if (!read)
             die(QStringLiteral("an archived log does not read back"));
+        const std::shared_ptr<LogManager> &sample = *read;
         std::printf("a log: %lld characters of text, %lld styled runs; archive() makes %.1f KB on average\n",
                     static_cast<long long>(sample->logAttributedString().length()),
                     static_cast<long long>(makeLog(0)->logAttributedString().runs().size()),

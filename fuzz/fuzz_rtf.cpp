@@ -8,20 +8,18 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     const QByteArray bytes(reinterpret_cast<const char *>(data), qsizetype(size));
-    QString error;
-    const std::optional<AttributedString> first = RtfReader::fromRtf(bytes, &error);
+    const Result<AttributedString> first = RtfReader::fromRtf(bytes);
     if (!first) {
-        if (error.isEmpty())
+        if (first.errorString().isEmpty())
             __builtin_trap();
         return 0;
     }
     const QByteArray written = RtfWriter::toRtf(*first);
-    const std::optional<AttributedString> second = RtfReader::fromRtf(written);
+    const Result<AttributedString> second = RtfReader::fromRtf(written);
     if (!second || !(*second == *first))
         __builtin_trap();
     return 0;

@@ -30,16 +30,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         entries = QList<QByteArray>{bytes};
     }
     for (const QByteArray &entry : *entries) {
-        QString reason;
-        const std::shared_ptr<LogManager> log = LogManager::fromArchive(entry, &reason);
-        if (!log) {
-            if (reason.isEmpty())
+        const Result<std::shared_ptr<LogManager>> read = LogManager::fromArchive(entry);
+        if (!read) {
+            if (read.errorString().isEmpty())
                 __builtin_trap();
             continue;
         }
-        const std::shared_ptr<LogManager> again = LogManager::fromArchive(log->archive());
-        if (!again || !(again->logAttributedString() == log->logAttributedString()) ||
-            again->errorCount() != log->errorCount() || again->startingDate() != log->startingDate())
+        const std::shared_ptr<LogManager> &log = *read;
+        const Result<std::shared_ptr<LogManager>> again = LogManager::fromArchive(log->archive());
+        if (!again || !((*again)->logAttributedString() == log->logAttributedString()) ||
+            (*again)->errorCount() != log->errorCount() || (*again)->startingDate() != log->startingDate() ||
+            (*again)->entries() != log->entries())
             __builtin_trap();
     }
     return 0;

@@ -43,7 +43,7 @@ std::optional<NewsFeedWriter::Written> NewsFeedWriter::write(const NewsSubscript
     FeedNoteItems::prepare(*rss);
     const QString title = noteTitle(feed, *rss);
     if (!m_iPod.writeNoteToiPod(rss->formatWithOptions(feed.formatOptions), title, newsFolder)) {
-        *error = QStringLiteral("Cannot write the note \"%1\": %2").arg(title, m_iPod.lastErrorString());
+        *error = QStringLiteral("Cannot write the note \"%1\": %2").arg(title, m_iPod.errorString());
         return std::nullopt;
     }
     Written written;
@@ -65,6 +65,6 @@ void NewsFeedWriter::writeArticles(const QString &feedTitle, const QList<QVarian
             ++written.notes;
         else
             written.failedArticles.append(QStringLiteral("Cannot write the article \"%1\" of \"%2\": %3")
-                                              .arg(names.at(i), feedTitle, m_iPod.lastErrorString()));
+                                              .arg(names.at(i), feedTitle, m_iPod.errorString()));
     }
 }

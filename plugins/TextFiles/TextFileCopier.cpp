@@ -110,7 +110,7 @@ void TextFileCopier::copyFile(const QString &relativePath)
         stopBecauseTheiPodIsGone();
         return;
     } else if (text) {
-        m_log->appendError(QStringLiteral("Cannot copy %1: %2").arg(relativePath, m_iPod->lastErrorString()));
+        m_log->appendError(QStringLiteral("Cannot copy %1: %2").arg(relativePath, m_iPod->errorString()));
     }
     TVRSyncUtils::incrementSyncProgress();
 }

@@ -60,7 +60,7 @@ int SyncRun::exec(const Request &request)
                              ? (m_syncer.setiPod(request.iPod), m_syncer.quickSync(request.plugins.value(0)))
                              : m_syncer.sync(request.type, request.plugins, request.iPod);
     if (!started)
-        return m_console.fail(m_syncer.lastError(), ExitCode::Failure);
+        return m_console.fail(m_syncer.errorString(), ExitCode::Failure);
     // After the start, which has read the preference's "ejectAfterSync" for a normal or connect sync.
     if (request.eject)
         m_syncer.setEjectAfterSync(*request.eject);
@@ -134,14 +134,9 @@ void SyncRun::cancelWaitingEject()
 
 void SyncRun::printErrors() const
 {
-    const std::shared_ptr<LogManager> log = m_syncer.logManager();
     QStringList errors;
-    for (const AttributedString::Run &run : log->logAttributedString().runs()) {
-        if (run.attributes != log->styles().error)
-            continue;
-        const QStringList lines =
-            log->logAttributedString().string().mid(run.start, run.length).split(QLatin1Char('\r'));
-        for (const QString &line : lines) {
+    for (const QString &entry : m_syncer.logManager()->entries(LogManager::EntryKind::Error)) {
+        for (const QString &line : entry.split(QLatin1Char('\r'))) {
             if (!line.trimmed().isEmpty())
                 errors.append(QStringLiteral("  ") + line.trimmed());
         }

@@ -438,9 +438,9 @@ void CliSyncTest::signalWhileEjecting()
 
     // This test is another process: it cannot take the iPod meanwhile.
     IPodSyncLock lock(*TVRiPod::withPath(iPod));
-    QString error;
-    QVERIFY(!lock.tryLock(&error));
-    QVERIFY2(error.contains(QString("(process %1)").arg(process.processId())), qPrintable(error));
+    QVERIFY(!lock.tryLock());
+    QVERIFY2(lock.errorString().contains(QString("(process %1)").arg(process.processId())),
+             qPrintable(lock.errorString()));
 
     if (signal != 0)
         ::kill(pid_t(process.processId()), signal);
@@ -451,7 +451,7 @@ void CliSyncTest::signalWhileEjecting()
     QCOMPARE(out.contains("Eject cancelled; \"IPOD\" is still mounted."), signal != 0);
     QCOMPARE(out.contains("Ejected \"IPOD\"; it may be unplugged."), signal == 0);
     QCOMPARE(volume.isListedInMountTable(), signal != 0);
-    QVERIFY2(lock.tryLock(&error), qPrintable(error));
+    QVERIFY2(lock.tryLock(), qPrintable(lock.errorString()));
 }
 
 QTEST_MAIN(CliSyncTest)

@@ -64,9 +64,8 @@ private Q_SLOTS:
         QVERIFY(rtf.startsWith("{\\rtf1\\ansi\\ansicpg1252\\deff0"));
         // 7-bit clean, as RTF readers expect.
         QVERIFY(std::all_of(rtf.cbegin(), rtf.cend(), [](char c) { return uchar(c) < 0x80; }));
-        QString error;
-        const std::optional<AttributedString> back = RtfReader::fromRtf(rtf, &error);
-        QVERIFY2(back, qPrintable(error));
+        const Result<AttributedString> back = RtfReader::fromRtf(rtf);
+        QVERIFY2(back, qPrintable(back.errorString()));
         QCOMPARE(back->string(), original.string());
         QVERIFY(*back == original);
     }
@@ -155,14 +154,14 @@ private Q_SLOTS:
         QFETCH(QByteArray, rtf);
         QFETCH(AttributedString, expected);
         QFETCH(QString, refusal);
-        QString error;
-        const std::optional<AttributedString> read = RtfReader::fromRtf(rtf, &error);
+        const Result<AttributedString> read = RtfReader::fromRtf(rtf);
         if (!refusal.isEmpty()) {
             QVERIFY(!read);
-            QVERIFY2(error.contains(refusal), qPrintable(error));
+            QCOMPARE(read.error().code, Error::Malformed);
+            QVERIFY2(read.errorString().contains(refusal), qPrintable(read.errorString()));
             return;
         }
-        QVERIFY2(read, qPrintable(error));
+        QVERIFY2(read, qPrintable(read.errorString()));
         QCOMPARE(read->string(), expected.string());
         QVERIFY(*read == expected);
     }

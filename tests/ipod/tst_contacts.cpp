@@ -147,7 +147,7 @@ void ContactsTest::writeFailsCleanlyWhenContactsIsAFile()
     const std::shared_ptr<TVRContactsManager> manager = m_iPod->contactsManagerNamed("News");
     manager->appendContactWithText("text", "title");
     QVERIFY(!manager->writeContactsFileToiPod());
-    QVERIFY(manager->lastErrorString().contains("TVR-News.vcf"));
+    QVERIFY(manager->errorString().contains("TVR-News.vcf"));
     QCOMPARE(IPodFixture::readFile(m_iPod->path() + "/Contacts"), QByteArray("in the way"));
 }
 

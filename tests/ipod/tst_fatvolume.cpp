@@ -84,7 +84,7 @@ void FatVolumeTest::writesNotesWithNamesFatRefuses()
 {
     const QString name = QStringLiteral("Q&A: \"Why?\" <now> | a*b\\c / d");
     QVERIFY2(m_iPod->writeNoteToiPod(QStringLiteral("Short answer."), name, QStringLiteral("Feeds")),
-             qPrintable(m_iPod->lastErrorString()));
+             qPrintable(m_iPod->errorString()));
     const QString file = m_iPod->notesFolder() + QStringLiteral("/Feeds/Q&A- -Why-- -now- - a-b-c - d.txt");
     QVERIFY(QFileInfo::exists(file));
     QVERIFY(IPodFixture::readFile(file).endsWith("<title>Q&A- -Why-- -now- - a-b-c - d</title>Short answer."));
@@ -97,7 +97,7 @@ void FatVolumeTest::writesALongNoteAsManyPages()
         paragraph << QStringLiteral("word%1").arg(i % 97) + (i % 50 == 49 ? QStringLiteral("\r") : QString());
     m_longNote = paragraph.join(QLatin1Char(' '));
     QVERIFY2(m_iPod->writeNoteToiPod(m_longNote, QStringLiteral("Long read"), QString()),
-             qPrintable(m_iPod->lastErrorString()));
+             qPrintable(m_iPod->errorString()));
     const int pages = m_iPod->lastNotePageCount();
     QVERIFY(pages > 20);
 
@@ -177,10 +177,10 @@ void FatVolumeTest::ejectUnmounts()
 {
     const TVRiPodPtr notMounted = TVRiPod::withPath(m_volume->mountPoint() + QStringLiteral("/Notes"));
     QVERIFY(!notMounted->eject());
-    QVERIFY(notMounted->lastErrorString().contains(QStringLiteral("not a mounted volume")));
+    QVERIFY(notMounted->errorString().contains(QStringLiteral("not a mounted volume")));
     QVERIFY(m_volume->isListedInMountTable());
 
-    QVERIFY2(m_iPod->eject(), qPrintable(m_iPod->lastErrorString()));
+    QVERIFY2(m_iPod->eject(), qPrintable(m_iPod->errorString()));
     QVERIFY(!m_volume->isListedInMountTable());
 }
 

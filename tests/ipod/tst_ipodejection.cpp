@@ -123,7 +123,7 @@ void IPodEjectionTest::reportsTheOutcomeOnTheAskingThread()
                                      : outcome.at(1).toString().contains(errorContains),
              qPrintable(outcome.at(1).toString()));
     // The thread leaves the shared iPod alone: what went wrong comes with the signal only.
-    QVERIFY(m_iPod->lastErrorString().isEmpty());
+    QVERIFY(m_iPod->errorString().isEmpty());
 }
 
 // The thread never outlives the ejection that started it: destroying one that runs waits for the

@@ -150,7 +150,7 @@ void IPodVolumeTest::sysInfoLines()
     const QString root = IPodFixture::create(freshRoot(QStringLiteral("IPOD")), QString());
     IPodFixture::writeFile(root, QStringLiteral("iPod_Control/Device/SysInfo"), bytes);
     const TVRiPodPtr iPod = TVRiPod::withPath(root);
-    QCOMPARE(iPod->deviceInformation(), std::optional<QVariantMap>(expected));
+    QCOMPARE(iPod->deviceInformation().value(), std::optional<QVariantMap>(expected));
 }
 
 void IPodVolumeTest::malformedSysInfoRaises_data()
@@ -172,8 +172,7 @@ void IPodVolumeTest::malformedSysInfoRaises()
         TVRiPod::withPath(root);
         QFAIL("a SysInfo line without key or value must raise");
     } catch (const SysInfoError &error) {
-        QCOMPARE(error.line(), line);
-        QVERIFY(error.message().contains(QStringLiteral("SysInfo")));
+        QVERIFY2(error.message().contains(QStringLiteral("SysInfo: line %1: ").arg(line)), qPrintable(error.message()));
     }
 }
 
@@ -184,7 +183,7 @@ void IPodVolumeTest::binarySysInfoCountsAsNone()
     IPodFixture::writeFile(root, QStringLiteral("iPod_Control/Device/SysInfo"),
                            QByteArray("\x01\x00pszSerialNumber: X\n\xff\x00", 22));
     const TVRiPodPtr iPod = TVRiPod::withPath(root);
-    QVERIFY(!iPod->deviceInformation().has_value());
+    QVERIFY(!iPod->deviceInformation().value().has_value());
     QCOMPARE(iPod->iPodFamily(), 128);
     QVERIFY(iPod->serialNumber().isNull());
 }

@@ -357,7 +357,7 @@ void NoteWriterTest::writesBelowLocalPath()
 void NoteWriterTest::staysInsideTheNotesFolder()
 {
     QVERIFY(!m_iPod->writeNoteToiPod(QStringLiteral("x"), QStringLiteral("N"), QStringLiteral("a/../../escaped")));
-    QVERIFY(m_iPod->lastErrorString().contains(QStringLiteral("outside the notes folder")));
+    QVERIFY(m_iPod->errorString().contains(QStringLiteral("outside the notes folder")));
     QVERIFY(!QFileInfo::exists(m_iPod->path() + QStringLiteral("/escaped")));
     // A leading slash still means a folder below the notes folder.
     QVERIFY(m_iPod->writeNoteToiPod(QStringLiteral("x"), QStringLiteral("N"), QStringLiteral("/Inbox")));
@@ -378,14 +378,14 @@ void NoteWriterTest::failsWhenNotesIsAFile()
 {
     IPodFixture::writeFile(m_iPod->path(), QStringLiteral("Notes"), "not a folder");
     QVERIFY(!m_iPod->writeNoteToiPod(QStringLiteral("hello"), QStringLiteral("N"), QString()));
-    QVERIFY(m_iPod->lastErrorString().contains(QStringLiteral("Notes/N.txt")));
+    QVERIFY(m_iPod->errorString().contains(QStringLiteral("Notes/N.txt")));
     QCOMPARE(IPodFixture::readFile(m_iPod->path() + QStringLiteral("/Notes")), QByteArray("not a folder"));
 }
 
 void NoteWriterTest::failsForOverLongName()
 {
     QVERIFY(!m_iPod->writeNoteToiPod(QStringLiteral("hello"), QString(300, QLatin1Char('n')), QString()));
-    QVERIFY(m_iPod->lastErrorString().contains(QStringLiteral("too long")));
+    QVERIFY(m_iPod->errorString().contains(QStringLiteral("too long")));
     QVERIFY(!QFileInfo::exists(m_iPod->notesFolder()));
 }
 

@@ -210,8 +210,8 @@ void OwnFilesTest::aFileOfTheUsersIsNeverReplaced()
     QCOMPARE(written, replaced);
     QCOMPARE(IPodFixture::readFile(fileOf(existing)) == contents, !replaced);
     if (!replaced) {
-        QVERIFY2(m_iPod->lastErrorString().contains(QStringLiteral("Tivaro did not write")),
-                 qPrintable(m_iPod->lastErrorString()));
+        QVERIFY2(m_iPod->errorString().contains(QStringLiteral("Tivaro did not write")),
+                 qPrintable(m_iPod->errorString()));
         QVERIFY(!m_iPod->ownFiles().contains(QFile::encodeName(existing)));
     }
 }
@@ -332,8 +332,7 @@ void OwnFilesTest::linksAreNeverFollowed()
     QVERIFY(QFile::link(toFile ? outside.filePath(QStringLiteral("Trip.txt")) : outside.path(), linked));
 
     QVERIFY(!m_iPod->writeNoteToiPod(textOfPages(2), QStringLiteral("Trip"), localPath));
-    QVERIFY2(m_iPod->lastErrorString().contains(QStringLiteral("symbolic link")),
-             qPrintable(m_iPod->lastErrorString()));
+    QVERIFY2(m_iPod->errorString().contains(QStringLiteral("symbolic link")), qPrintable(m_iPod->errorString()));
     QCOMPARE(filesBelow(outside.path()), QStringList{"Trip.txt"});
     QCOMPARE(IPodFixture::readFile(outside.filePath(QStringLiteral("Trip.txt"))), QByteArray("outside"));
     QVERIFY(QFileInfo(linked).isSymLink());
@@ -362,7 +361,7 @@ void OwnFilesTest::aNameTooLongForItsLastPageWritesNothing()
     // "<name>.txt" and "<name> p2.txt" fit in 255 bytes, "<name> p12.txt" does not.
     const QString name(248, QLatin1Char('n'));
     QVERIFY(!m_iPod->writeNoteToiPod(textOfPages(12), name, QString()));
-    QVERIFY(m_iPod->lastErrorString().contains(QStringLiteral("too long")));
+    QVERIFY(m_iPod->errorString().contains(QStringLiteral("too long")));
     QVERIFY(!QFileInfo::exists(fileOf("Notes")) || filesBelow(fileOf("Notes")).isEmpty());
     // The same name with text for one page is fine.
     QVERIFY(m_iPod->writeNoteToiPod(QStringLiteral("short"), name, QString()));

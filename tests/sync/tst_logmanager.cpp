@@ -79,6 +79,31 @@ private Q_SLOTS:
         QCOMPARE(text.runs().size(), 1);
         QVERIFY(text.runs().first().attributes == style);
         QTEST(int(log.errorCount()), "errors");
+        QCOMPARE(log.entries().size(), 2);
+        QCOMPARE(log.entries().last().text, QString("two"));
+    }
+
+    // What programs read instead of styles: every append as its kind and text.
+    void entriesAsData()
+    {
+        const auto log = sampleLog();
+        using Kind = LogManager::EntryKind;
+        const QList<LogManager::Entry> expected{
+            {Kind::ToolHeading, "Notes"},      {Kind::BigHeading, "iPod «Anna»"},
+            {Kind::SmallHeading, "Feeds {1}"}, {Kind::Text, "Wrote 3 notes \\ 2 pages."},
+            {Kind::Warning, "Slow 🎵 feed"},    {Kind::Error, "iPod full"},
+            {Kind::Error, "Second error"},
+        };
+        QCOMPARE(log->entries(), expected);
+        QCOMPARE(log->entries(Kind::Error), QStringList({"iPod full", "Second error"}));
+
+        // A second tool heading's blank line before it is no part of its entry.
+        log->appendToolHeading("Contacts");
+        QCOMPARE(log->entries().last(), (LogManager::Entry{Kind::ToolHeading, "Contacts"}));
+        QVERIFY(log->logAttributedString().string().endsWith("Second error\r\rContacts\r"));
+        log->append("plug-in line", 1, "x");
+        QCOMPARE(log->entries().last(), (LogManager::Entry{Kind::Text, "plug-in line"}));
+        QCOMPARE(log->entries(Kind::Warning), QStringList({"Slow 🎵 feed"}));
     }
 
     void sharedManagerToolHeadingsAndOrder()
@@ -113,14 +138,16 @@ private Q_SLOTS:
     void archiveRoundTrip()
     {
         const auto original = sampleLog();
-        QString error;
-        const auto decoded = LogManager::fromArchive(original->archive(), &error);
-        QVERIFY2(decoded, qPrintable(error));
+        const Result<std::shared_ptr<LogManager>> read = LogManager::fromArchive(original->archive());
+        QVERIFY2(read, qPrintable(read.errorString()));
+        const std::shared_ptr<LogManager> &decoded = *read;
         QCOMPARE(decoded->logAttributedString().string(), original->logAttributedString().string());
         QVERIFY(decoded->logAttributedString() == original->logAttributedString());
         // The same moment, to the millisecond.
         QCOMPARE(decoded->startingDate(), original->startingDate());
         QCOMPARE(decoded->errorCount(), 2);
+        // Each line comes back as an entry of the kind its style says.
+        QCOMPARE(decoded->entries(), original->entries());
 
         // A decoded log has no styles: whatever is appended to it carries no attributes.
         QVERIFY(decoded->styles() == LogManager::Styles());
@@ -151,9 +178,10 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, bytes);
         QFETCH(QString, reason);
-        QString error;
-        QVERIFY(!LogManager::fromArchive(bytes, &error));
-        QVERIFY2(error.contains(reason), qPrintable(error));
+        const Result<std::shared_ptr<LogManager>> read = LogManager::fromArchive(bytes);
+        QVERIFY(!read);
+        QCOMPARE(read.error().code, Error::Malformed);
+        QVERIFY2(read.errorString().contains(reason), qPrintable(read.errorString()));
     }
 };
 

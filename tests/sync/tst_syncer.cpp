@@ -208,7 +208,7 @@ void SyncerTest::runsEveryPluginInTurn()
     QVERIFY(saved && saved->size() == 1);
     QVERIFY(QTest::qWaitFor([&] { return !broadcast.isEmpty(); }, 5000));
     QCOMPARE(broadcast, saved->first());
-    QCOMPARE(LogManager::fromArchive(broadcast)->logAttributedString().string(), text);
+    QCOMPARE((*LogManager::fromArchive(broadcast))->logAttributedString().string(), text);
 
     // The same syncer runs the next sync.
     QVERIFY(runSync(syncer, TVRSyncer::SyncType::List, {"Beta"}));
@@ -562,13 +562,13 @@ void SyncerTest::iPodStaysLockedUntilTheEjectIsTried()
     QVERIFY(syncer.isEjectPending());
 
     QVERIFY(!syncer.sync(TVRSyncer::SyncType::List, {"Beta"}, m_iPod));
-    QCOMPARE(syncer.lastError(),
+    QCOMPARE(syncer.errorString(),
              QString("The iPod of the last sync is about to be ejected; try again once it has been."));
     RecordingDisplay otherDisplay;
     TVRSyncer other(plugins(), &otherDisplay);
     QVERIFY(!other.sync(TVRSyncer::SyncType::List, {"Beta"}, m_iPod));
-    QVERIFY2(other.lastError().startsWith("Another sync to \"Tivaro iPod\" is running (process "),
-             qPrintable(other.lastError()));
+    QVERIFY2(other.errorString().startsWith("Another sync to \"Tivaro iPod\" is running (process "),
+             qPrintable(other.errorString()));
 
     if (cancelEject) {
         QVERIFY(syncer.cancelEject());
@@ -592,15 +592,15 @@ void SyncerTest::secondSyncToTheSameIPodIsRefused()
     TVRSyncer first(plugins(), &m_display);
     QVERIFY(first.sync(TVRSyncer::SyncType::List, {"Alpha"}, m_iPod));
     QVERIFY(!first.sync(TVRSyncer::SyncType::List, {"Beta"}, m_iPod));
-    QCOMPARE(first.lastError(), QString("A sync is already running."));
+    QCOMPARE(first.errorString(), QString("A sync is already running."));
 
     RecordingDisplay other;
     TVRSyncer second(plugins(), &other);
     // The same iPod reached through a link is the same iPod.
     QVERIFY(QFile::link(m_iPod->path(), m_home->path() + "/link"));
     QVERIFY(!second.sync(TVRSyncer::SyncType::List, {"Beta"}, TVRiPod::withPath(m_home->path() + "/link")));
-    QVERIFY2(second.lastError().startsWith("Another sync to \"link\" is running (process "),
-             qPrintable(second.lastError()));
+    QVERIFY2(second.errorString().startsWith("Another sync to \"link\" is running (process "),
+             qPrintable(second.errorString()));
 
     first.cancel();
     QVERIFY(QTest::qWaitFor([&] { return m_display.finished == 1; }, 10000));
@@ -724,13 +724,13 @@ void SyncerTest::ejectLeavesTheEventLoopTurning()
     QVERIFY(syncer.isEjectPending());
     QVERIFY(!syncer.cancelEject());
     QVERIFY(!syncer.sync(TVRSyncer::SyncType::List, {"Beta"}, m_iPod));
-    QCOMPARE(syncer.lastError(),
+    QCOMPARE(syncer.errorString(),
              QString("The iPod of the last sync is about to be ejected; try again once it has been."));
     RecordingDisplay otherDisplay;
     TVRSyncer other(plugins(), &otherDisplay);
     QVERIFY(!other.sync(TVRSyncer::SyncType::List, {"Beta"}, m_iPod));
-    QVERIFY2(other.lastError().startsWith("Another sync to \"Tivaro iPod\" is running (process "),
-             qPrintable(other.lastError()));
+    QVERIFY2(other.errorString().startsWith("Another sync to \"Tivaro iPod\" is running (process "),
+             qPrintable(other.errorString()));
 
     udisks.releaseHeldCall();
     QVERIFY(ejects.wait(10000));

@@ -97,7 +97,7 @@ private Q_SLOTS:
         QStringList texts;
         for (const QByteArray &entry : *entries) {
             const auto log = LogManager::fromArchive(entry);
-            texts.append(log ? log->logAttributedString().string() : QString("(undecodable)"));
+            texts.append(log ? (*log)->logAttributedString().string() : QString("(undecodable)"));
         }
         QCOMPARE(texts.size(), kProcesses * kEach);
         // Each process's entries are all there, in the order it appended them.

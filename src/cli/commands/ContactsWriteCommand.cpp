@@ -44,7 +44,7 @@ int ContactsWriteCommand::run(const QStringList &arguments, Console &console)
     contacts->appendContactWithText(text, parser.value(title));
     iPod->setOutputOwner(IPodOpener::commandLineOwner());
     if (!contacts->writeContactsFileToiPod())
-        return console.fail(contacts->lastErrorString(), ExitCode::Failure);
+        return console.fail(contacts->errorString(), ExitCode::Failure);
     QString recordError;
     if (!iPod->saveOwnFilesRecord(&recordError))
         return console.fail(

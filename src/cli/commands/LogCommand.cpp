@@ -159,21 +159,21 @@ int LogCommand::run(const QStringList &arguments, Console &console)
     bool printedAny = false;
     QJsonArray logs;
     for (qsizetype i = first; i < entries->size(); ++i) {
-        QString reason;
-        const std::shared_ptr<LogManager> log = LogManager::fromArchive(entries->at(i), &reason);
-        if (!log) {
+        const Result<std::shared_ptr<LogManager>> read = LogManager::fromArchive(entries->at(i));
+        if (!read) {
             // The others are still shown; the exit status tells a script that one was lost.
-            console.warn(QStringLiteral("sync log entry %1 cannot be read: %2").arg(i + 1).arg(reason));
+            console.warn(QStringLiteral("sync log entry %1 cannot be read: %2").arg(i + 1).arg(read.errorString()));
             everyEntryRead = false;
             continue;
         }
+        const LogManager &log = **read;
         if (asJson) {
-            logs.append(toJson(*log, i + 1));
+            logs.append(toJson(log, i + 1));
             continue;
         }
         if (printedAny)
             console.print(QString());
-        console.print(textBlock(*log, useAnsi));
+        console.print(textBlock(log, useAnsi));
         printedAny = true;
     }
     if (asJson)

@@ -50,7 +50,7 @@ int NoteWriteCommand::run(const QStringList &arguments, Console &console)
     if (!iPod->saveOwnFilesRecord(&recordError))
         console.warn(QStringLiteral("the record of Tivaro's files on the iPod was not saved: %1").arg(recordError));
     if (!written)
-        return console.fail(iPod->lastErrorString(), ExitCode::Failure);
+        return console.fail(iPod->errorString(), ExitCode::Failure);
     const QString folder = PathUtils::appendingPathComponent(iPod->realTivaroFolder(), parser.value(localPath));
     if (iPod->lastNoteDroppedBytes() > 0)
         console.warn(QStringLiteral("the note stops before a word longer than a page; the last %1 bytes were left out")

@@ -50,12 +50,6 @@ QString elfProblem(const QString &path)
     return {};
 }
 
-void setError(QString *error, const QString &reason)
-{
-    if (error)
-        *error = reason;
-}
-
 } // namespace
 
 std::shared_ptr<Bundle> Bundle::bundleWithPath(const QString &path)
@@ -160,33 +154,30 @@ bool Bundle::isLoaded() const
     return m_library && m_library->isLoaded();
 }
 
-const ExportedClass *Bundle::principalClass(QString *error)
+const ExportedClass *Bundle::principalClass()
 {
     const QVariant name = objectForInfoDictionaryKey(QStringLiteral("NSPrincipalClass"));
     if (name.metaType().id() != QMetaType::QString || name.toString().isEmpty()) {
-        setError(error,
-                 m_info ? QStringLiteral("Info.plist names no principal class (NSPrincipalClass)") : m_infoProblem);
+        m_loadError = m_info ? QStringLiteral("Info.plist names no principal class (NSPrincipalClass)") : m_infoProblem;
         return nullptr;
     }
     const QString className = name.toString();
     if (!isClassName(className)) {
-        setError(error, QStringLiteral("the principal class name \"%1\" is not a C identifier").arg(className));
+        m_loadError = QStringLiteral("the principal class name \"%1\" is not a C identifier").arg(className);
         return nullptr;
     }
-    if (!load()) {
-        setError(error, m_loadError);
+    if (!load())
         return nullptr;
-    }
     using Describe = const ExportedClass *(*)();
     const auto describe = reinterpret_cast<Describe>(
         m_library->resolve(QStringLiteral("tivaro_class_%1").arg(className).toLatin1().constData()));
     if (!describe) {
-        setError(error, QStringLiteral("the library does not export the class %1").arg(className));
+        m_loadError = QStringLiteral("the library does not export the class %1").arg(className);
         return nullptr;
     }
     const ExportedClass *description = describe();
     if (!description || description->abi != ExportedClass::currentAbi || !description->create) {
-        setError(error, QStringLiteral("the class %1 was built for another version of the framework").arg(className));
+        m_loadError = QStringLiteral("the class %1 was built for another version of the framework").arg(className);
         return nullptr;
     }
     return description;

@@ -41,15 +41,16 @@ public:
     QString executablePath() const;
 
     // Loads the library with every symbol resolved at once, so that a missing symbol is reported here
-    // rather than ending the process when first called. False (with loadError()) when it cannot be loaded.
+    // rather than ending the process when first called. False (with errorString()) when it cannot be loaded.
     bool load();
     bool isLoaded() const;
-    QString loadError() const { return m_loadError; }
+    // Why the last load() or principalClass() failed.
+    QString errorString() const { return m_loadError; }
 
-    // The class named by NSPrincipalClass, loading the library if need be. Null, with *error set to
-    // the reason, when there is no such key, the library cannot be loaded, it does not export the
+    // The class named by NSPrincipalClass, loading the library if need be. Null, with errorString()
+    // saying why, when there is no such key, the library cannot be loaded, it does not export the
     // class, or the class was built for another framework.
-    const ExportedClass *principalClass(QString *error = nullptr);
+    const ExportedClass *principalClass();
 
 private:
     explicit Bundle(const QString &path);

@@ -168,16 +168,13 @@ public:
         , m_end(rtf.constData() + rtf.size())
     {}
 
-    std::optional<AttributedString> parse(QString *error)
+    Result<AttributedString> parse()
     {
         while (m_cursor < m_end && (*m_cursor == ' ' || *m_cursor == '\t' || *m_cursor == '\r' || *m_cursor == '\n'))
             ++m_cursor;
         const QByteArrayView rest(m_cursor, m_end - m_cursor);
-        if (!rest.startsWith("{\\rtf") || (rest.size() > 5 && isLetter(rest.at(5)))) {
-            if (error)
-                *error = QStringLiteral("not RTF: it does not begin with {\\rtf");
-            return std::nullopt;
-        }
+        if (!rest.startsWith("{\\rtf") || (rest.size() > 5 && isLetter(rest.at(5))))
+            return Error{Error::Malformed, QStringLiteral("not RTF: it does not begin with {\\rtf")};
         while (m_cursor < m_end && !m_finished && m_error.isEmpty()) {
             const char c = *m_cursor++;
             switch (c) {
@@ -198,11 +195,8 @@ public:
                 break;
             }
         }
-        if (!m_error.isEmpty()) {
-            if (error)
-                *error = m_error;
-            return std::nullopt;
-        }
+        if (!m_error.isEmpty())
+            return Error{Error::Malformed, m_error};
         flush();
         return m_result;
     }
@@ -516,9 +510,9 @@ private:
 
 namespace RtfReader {
 
-std::optional<AttributedString> fromRtf(const QByteArray &rtf, QString *error)
+Result<AttributedString> fromRtf(const QByteArray &rtf)
 {
-    return Parser(rtf).parse(error);
+    return Parser(rtf).parse();
 }
 
 } // namespace RtfReader

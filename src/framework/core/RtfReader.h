@@ -1,11 +1,10 @@
 #pragma once
 
 #include "AttributedString.h"
+#include "Result.h"
 
 #include <QByteArray>
 #include <QString>
-
-#include <optional>
 
 // RTF to attributed text: everything RtfWriter writes comes back equal, and RTF from other programs
 // gives its text with font names, bold, sizes and colours. What the log has no use for (paragraph
@@ -23,7 +22,7 @@ namespace RtfReader {
 
 constexpr int kMaximumDepth = 256;
 
-// Nullopt, with *error saying why, when the bytes are not RTF this reader accepts.
-std::optional<AttributedString> fromRtf(const QByteArray &rtf, QString *error = nullptr);
+// The text, or an error saying why the bytes are not RTF this reader accepts.
+Result<AttributedString> fromRtf(const QByteArray &rtf);
 
 } // namespace RtfReader

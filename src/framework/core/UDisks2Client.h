@@ -35,7 +35,7 @@ public:
     bool eject(const QDBusObjectPath &drive);
     bool powerOff(const QDBusObjectPath &drive);
 
-    QString lastError() const { return m_lastError; }
+    QString errorString() const { return m_lastError; }
 
 private:
     std::optional<QVariantMap> properties(const QDBusObjectPath &path, const QString &interface);

@@ -82,7 +82,7 @@ bool VolumeEjector::unmountAndEject(const QString &mountPoint)
     m_steps.append(QStringLiteral("flush"));
 
     if (!ours) {
-        const QString why = filesystems ? QStringLiteral("it does not know the mount") : udisks.lastError();
+        const QString why = filesystems ? QStringLiteral("it does not know the mount") : udisks.errorString();
         qCInfo(lcCore).noquote()
             << QStringLiteral("UDisks2 cannot eject %1 (%2); unmounting it directly").arg(path, why);
         QString error;
@@ -111,7 +111,7 @@ bool VolumeEjector::unmountAndEject(const QString &mountPoint)
     for (const UDisks2Client::Filesystem &filesystem : siblings) {
         m_steps.append(QStringLiteral("unmount ") + filesystem.device);
         if (!udisks.unmount(filesystem.block)) {
-            m_errorString = QStringLiteral("Cannot unmount %1: %2").arg(filesystem.device, udisks.lastError());
+            m_errorString = QStringLiteral("Cannot unmount %1: %2").arg(filesystem.device, udisks.errorString());
             return false;
         }
     }
@@ -128,7 +128,7 @@ bool VolumeEjector::unmountAndEject(const QString &mountPoint)
         m_steps.append(QStringLiteral("eject"));
         ejected = udisks.eject(drive->path);
         if (!ejected) {
-            m_errorString = QStringLiteral("Cannot eject %1: %2").arg(path, udisks.lastError());
+            m_errorString = QStringLiteral("Cannot eject %1: %2").arg(path, udisks.errorString());
             return false;
         }
     }
@@ -136,7 +136,7 @@ bool VolumeEjector::unmountAndEject(const QString &mountPoint)
         m_steps.append(QStringLiteral("power-off"));
         // After a good eject the drive may already be gone; the iPod is safe either way.
         if (!udisks.powerOff(drive->path) && !ejected) {
-            m_errorString = QStringLiteral("Cannot power off %1: %2").arg(path, udisks.lastError());
+            m_errorString = QStringLiteral("Cannot power off %1: %2").arg(path, udisks.errorString());
             return false;
         }
     }

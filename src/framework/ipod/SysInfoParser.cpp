@@ -1,7 +1,5 @@
 #include "SysInfoParser.h"
 
-#include "SysInfoError.h"
-
 namespace {
 
 // A scanner over one string that skips blanks and tabs (never line ends) before each scan.
@@ -71,8 +69,11 @@ private:
 
 namespace SysInfoParser {
 
-QVariantMap parse(const QString &text, const QString &path)
+Result<QVariantMap> parse(const QString &text, const QString &path)
 {
+    const auto malformed = [&path](int line, const QString &reason) {
+        return Error{Error::Malformed, QStringLiteral("%1: line %2: %3").arg(path).arg(line).arg(reason)};
+    };
     QVariantMap information;
     LineScanner scanner(text);
     while (!scanner.isAtEnd()) {
@@ -81,9 +82,9 @@ QVariantMap parse(const QString &text, const QString &path)
         if (scanner.scanCharacter(QLatin1Char(':'))) {
             const QString value = scanner.scanUpTo([](QChar c) { return c == QLatin1Char('\n'); });
             if (key.isEmpty())
-                throw SysInfoError(path, line, QStringLiteral("a value without a key"));
+                return malformed(line, QStringLiteral("a value without a key"));
             if (value.isEmpty())
-                throw SysInfoError(path, line, QStringLiteral("the key \"%1\" has no value").arg(key));
+                return malformed(line, QStringLiteral("the key \"%1\" has no value").arg(key));
             information.insert(key, value);
         }
         scanner.scanLineFeed();

@@ -74,7 +74,7 @@ bool TVRContactsManager::writeContactsFileToiPod()
     const std::optional<QByteArray> bytes = StringEncoding::encode(m_contacts, StringEncoding::Default);
     if (bytes && m_iPod->writeFileToiPod(m_contactsPath, *bytes))
         return true;
-    m_lastError = bytes ? m_iPod->lastErrorString()
+    m_lastError = bytes ? m_iPod->errorString()
                         : QStringLiteral("Cannot write %1: the text cannot be encoded").arg(m_contactsPath);
     qCWarning(lcIPod).noquote() << m_lastError;
     return false;

@@ -28,7 +28,7 @@ public:
     void appendContactData(const QByteArray &data);
 
     // Writes every gathered card, replacing the file. False without touching the iPod when nothing
-    // was gathered; false when the write fails (see lastErrorString()).
+    // was gathered; false when the write fails (see errorString()).
     bool writeContactsFileToiPod();
     // Removes the file when it is Tivaro's own; the report says whether it went.
     RemovalReport removeContactsFileFromiPod() const;
@@ -38,7 +38,7 @@ public:
     QString contactsPath() const { return m_contactsPath; }
     QString name() const { return m_name; }
     QString contacts() const { return m_contacts; }
-    QString lastErrorString() const { return m_lastError; }
+    QString errorString() const { return m_lastError; }
 
     static QString cardWithText(const QString &text, const QString &title);
 

@@ -91,7 +91,11 @@ TVRiPod::TVRiPod(Passkey, const QString &path)
 
 void TVRiPod::getSysInfo()
 {
-    const std::optional<QVariantMap> information = deviceInformation();
+    const Result<std::optional<QVariantMap>> read = deviceInformation();
+    // Construction has no result to carry the error: a SysInfo that cannot be read stops it.
+    if (!read)
+        throw SysInfoError(read.errorString());
+    const std::optional<QVariantMap> &information = *read;
     if (information) {
         m_serialNumber = information->value(QStringLiteral("pszSerialNumber")).toString();
         // Values keep what follows them up to the line feed; a file with Windows line ends keeps
@@ -114,23 +118,26 @@ qint32 TVRiPod::familyFromDeviceInformation(const std::optional<QVariantMap> &in
     return kFamilyUnknown;
 }
 
-std::optional<QVariantMap> TVRiPod::deviceInformation() const
+Result<std::optional<QVariantMap>> TVRiPod::deviceInformation() const
 {
     if (m_iPodPath.isNull())
-        return std::nullopt;
+        return std::optional<QVariantMap>();
     QString problem;
     const std::unique_ptr<VolumeRoot> volume = VolumeRoot::open(m_iPodPath, &problem);
     const QByteArray relative = QByteArrayLiteral("iPod_Control/Device/SysInfo");
     if (!volume || volume->entry(relative).kind == VolumeRoot::Kind::Missing)
-        return std::nullopt;
+        return std::optional<QVariantMap>();
     // A pipe would hang the read and a link to a device would never end it: read only a small regular file.
     const std::optional<QByteArray> bytes = volume->readFile(relative, kMaximumSysInfoBytes, &problem);
     if (!bytes)
-        throw SysInfoError(sysInfoPath(), 0, problem);
+        return Error{Error::Io, QStringLiteral("%1: %2").arg(sysInfoPath(), problem)};
     const std::optional<QString> text = StringEncoding::decodePlainText(*bytes);
     if (!text)
-        return std::nullopt;
-    return SysInfoParser::parse(*text, sysInfoPath());
+        return std::optional<QVariantMap>();
+    const Result<QVariantMap> information = SysInfoParser::parse(*text, sysInfoPath());
+    if (!information)
+        return information.error();
+    return std::optional<QVariantMap>(*information);
 }
 
 QString TVRiPod::iPodFamilyDescription() const

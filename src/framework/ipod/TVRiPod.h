@@ -4,6 +4,7 @@
 #include "RemovalReport.h"
 #include "TVRiPodPtr.h"
 
+#include "core/Result.h"
 #include "core/StringEncoding.h"
 #include "core/UserDefaults.h"
 
@@ -73,8 +74,8 @@ public:
     // Case-insensitive by name: the order of every list of iPods.
     int compare(const TVRiPod &other) const;
     // The key/value lines of SysInfo; nullopt when there is no path or the file cannot be read as text.
-    // Throws SysInfoError for a line with an empty key or value.
-    std::optional<QVariantMap> deviceInformation() const;
+    // An error for a line with an empty key or value, or a file that is no small regular file.
+    Result<std::optional<QVariantMap>> deviceInformation() const;
     static qint32 familyFromDeviceInformation(const std::optional<QVariantMap> &information);
 
     // Capabilities, all from the family code.
@@ -137,7 +138,7 @@ public:
     bool writeFileToiPod(const QString &path, const QByteArray &data);
 
     // Flushes, unmounts and ejects the volume; true when the iPod may be unplugged, else
-    // lastErrorString() says why. Blocks for as long as UDisks2 takes, up to a minute a step: for a
+    // errorString() says why. Blocks for as long as UDisks2 takes, up to a minute a step: for a
     // caller with nothing else to do. One whose event loop must go on turning uses IPodEjection.
     bool eject();
     // The same, leaving this object untouched, so that another thread may run it while this one goes
@@ -158,7 +159,7 @@ public:
     static QString linkForPageAtIndex(int index, int placement, const QString &noteName);
 
     // Why the last writing or ejecting operation failed, for messages to the user.
-    QString lastErrorString() const { return m_lastError; }
+    QString errorString() const { return m_lastError; }
     // How many pages the last writeNoteToiPod() wrote.
     int lastNotePageCount() const { return m_lastNotePageCount; }
     // Bytes of UTF-8 text the last writeNoteToiPod() left out because a word was longer than a page.

@@ -192,11 +192,10 @@ void PluginManager::scanFolder(const QString &folder, QMap<QString, Candidate> &
 
 std::shared_ptr<TVRPlugin> PluginManager::validPlugin(const std::shared_ptr<Bundle> &bundle, QString *whyNot)
 {
-    QString reason;
-    const ExportedClass *principal = bundle ? bundle->principalClass(&reason) : nullptr;
+    const ExportedClass *principal = bundle ? bundle->principalClass() : nullptr;
     if (!principal) {
         if (whyNot)
-            *whyNot = bundle ? reason : QStringLiteral("no bundle");
+            *whyNot = bundle ? bundle->errorString() : QStringLiteral("no bundle");
         return nullptr;
     }
     std::unique_ptr<QObject> object;

@@ -33,31 +33,30 @@ IPodSyncLock::IPodSyncLock(const TVRiPod &iPod)
 
 IPodSyncLock::~IPodSyncLock() = default;
 
-bool IPodSyncLock::tryLock(QString *error)
+bool IPodSyncLock::tryLock()
 {
+    m_errorString.clear();
     if (m_lock->isLocked())
         return true;
     if (!QDir().mkpath(QFileInfo(m_path).absolutePath())) {
-        if (error)
-            *error = QStringLiteral("Cannot create the folder of %1.").arg(m_path);
+        m_errorString = QStringLiteral("Cannot create the folder of %1.").arg(m_path);
         return false;
     }
     if (m_lock->tryLock(0))
         return true;
-    if (!error)
-        return false;
     qint64 pid = 0;
     QString host;
     QString application;
     if (m_lock->error() == QLockFile::LockFailedError && m_lock->getLockInfo(&pid, &host, &application))
-        *error = QStringLiteral("Another sync to \"%1\" is running (process %2). Wait for it to finish, or cancel it.")
-                     .arg(m_iPodName)
-                     .arg(pid);
+        m_errorString =
+            QStringLiteral("Another sync to \"%1\" is running (process %2). Wait for it to finish, or cancel it.")
+                .arg(m_iPodName)
+                .arg(pid);
     else if (m_lock->error() == QLockFile::LockFailedError)
-        *error =
+        m_errorString =
             QStringLiteral("Another sync to \"%1\" is running. Wait for it to finish, or cancel it.").arg(m_iPodName);
     else
-        *error = QStringLiteral("Cannot take the sync lock %1.").arg(m_path);
+        m_errorString = QStringLiteral("Cannot take the sync lock %1.").arg(m_path);
     return false;
 }
 

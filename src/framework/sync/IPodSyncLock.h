@@ -18,8 +18,9 @@ public:
     IPodSyncLock(const IPodSyncLock &) = delete;
     IPodSyncLock &operator=(const IPodSyncLock &) = delete;
 
-    // False, with *error saying who holds it, when another sync to this iPod is running.
-    bool tryLock(QString *error);
+    // False, with errorString() saying who holds it, when another sync to this iPod is running.
+    bool tryLock();
+    QString errorString() const { return m_errorString; }
     void unlock();
     bool isLocked() const;
 
@@ -29,4 +30,5 @@ private:
     QString m_path;
     QString m_iPodName;
     std::unique_ptr<QLockFile> m_lock;
+    QString m_errorString;
 };

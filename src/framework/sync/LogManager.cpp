@@ -49,41 +49,53 @@ std::shared_ptr<LogManager> LogManager::sharedManager()
     return std::make_shared<LogManager>();
 }
 
-void LogManager::appendLine(const QString &string, const TextAttributes &style)
+void LogManager::appendLine(EntryKind kind, const QString &string, const TextAttributes &style)
 {
     m_astr.append(string + QLatin1Char('\r'), style);
+    m_entries.append(Entry{kind, string});
+}
+
+QStringList LogManager::entries(EntryKind kind) const
+{
+    QStringList texts;
+    for (const Entry &entry : m_entries) {
+        if (entry.kind == kind)
+            texts.append(entry.text);
+    }
+    return texts;
 }
 
 void LogManager::appendBigHeading(const QString &string)
 {
-    appendLine(string, m_styles.bigHeading);
+    appendLine(EntryKind::BigHeading, string, m_styles.bigHeading);
 }
 
 void LogManager::appendSmallHeading(const QString &string)
 {
-    appendLine(string, m_styles.smallHeading);
+    appendLine(EntryKind::SmallHeading, string, m_styles.smallHeading);
 }
 
 void LogManager::appendLog(const QString &string)
 {
-    appendLine(string, m_styles.log);
+    appendLine(EntryKind::Text, string, m_styles.log);
 }
 
 void LogManager::appendError(const QString &string)
 {
     ++m_errors;
-    appendLine(string, m_styles.error);
+    appendLine(EntryKind::Error, string, m_styles.error);
 }
 
 void LogManager::appendWarning(const QString &string)
 {
-    appendLine(string, m_styles.warning);
+    appendLine(EntryKind::Warning, string, m_styles.warning);
 }
 
 void LogManager::appendToolHeading(const QString &string)
 {
-    const QString separator = m_astr.isEmpty() ? QString() : QStringLiteral("\r");
-    appendLine(separator + string, m_styles.toolHeading);
+    if (!m_astr.isEmpty())
+        m_astr.append(QStringLiteral("\r"), m_styles.toolHeading);
+    appendLine(EntryKind::ToolHeading, string, m_styles.toolHeading);
 }
 
 void LogManager::append(const QString &string, const QVariant &note, const QVariant &sender)
@@ -113,13 +125,9 @@ QByteArray LogManager::archive() const
     return bytes;
 }
 
-std::shared_ptr<LogManager> LogManager::fromArchive(const QByteArray &bytes, QString *error)
+Result<std::shared_ptr<LogManager>> LogManager::fromArchive(const QByteArray &bytes)
 {
-    const auto fail = [error](const QString &reason) {
-        if (error)
-            *error = reason;
-        return nullptr;
-    };
+    const auto fail = [](const QString &reason) { return Error{Error::Malformed, reason}; };
     if (bytes.isEmpty())
         return fail(QStringLiteral("the archived log is empty"));
     QDataStream in(bytes);
@@ -144,14 +152,38 @@ std::shared_ptr<LogManager> LogManager::fromArchive(const QByteArray &bytes, QSt
         return fail(QStringLiteral("the archived log has no valid starting date"));
     if (errors < 0)
         return fail(QStringLiteral("the archived log counts %1 errors").arg(errors));
-    QString reason;
-    std::optional<AttributedString> text = RtfReader::fromRtf(rtf, &reason);
+    Result<AttributedString> text = RtfReader::fromRtf(rtf);
     if (!text)
-        return fail(QStringLiteral("the text of the archived log is unreadable: %1").arg(reason));
+        return fail(QStringLiteral("the text of the archived log is unreadable: %1").arg(text.error().message));
 
     auto log = std::shared_ptr<LogManager>(new LogManager(Unstyled{}));
     log->m_startingDate = date;
     log->m_astr = std::move(*text);
     log->m_errors = errors;
+    log->readEntriesFromText();
     return log;
+}
+
+void LogManager::readEntriesFromText()
+{
+    // The archive keeps only the styled text, so the kind of each line comes back from the style it
+    // was written in. A heading's blank line before it is no line of its own.
+    const Styles written = LogManager().m_styles;
+    const std::pair<const TextAttributes *, EntryKind> kinds[] = {
+        {&written.bigHeading, EntryKind::BigHeading},   {&written.smallHeading, EntryKind::SmallHeading},
+        {&written.toolHeading, EntryKind::ToolHeading}, {&written.log, EntryKind::Text},
+        {&written.warning, EntryKind::Warning},         {&written.error, EntryKind::Error},
+    };
+    for (const AttributedString::Run &run : m_astr.runs()) {
+        EntryKind kind = EntryKind::Text;
+        for (const auto &[style, styleKind] : kinds) {
+            if (run.attributes == *style)
+                kind = styleKind;
+        }
+        const QStringList lines = m_astr.string().mid(run.start, run.length).split(QLatin1Char('\r'));
+        for (const QString &line : lines) {
+            if (!line.isEmpty())
+                m_entries.append(Entry{kind, line});
+        }
+    }
 }

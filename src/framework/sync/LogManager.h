@@ -1,10 +1,12 @@
 #pragma once
 
 #include "core/AttributedString.h"
+#include "core/Result.h"
 #include "core/TextAttributes.h"
 
 #include <QByteArray>
 #include <QDateTime>
+#include <QList>
 #include <QString>
 #include <QVariant>
 
@@ -32,6 +34,17 @@ public:
         bool operator==(const Styles &) const = default;
     };
 
+    // What a line of the log is, one kind to each style.
+    enum class EntryKind { BigHeading, SmallHeading, ToolHeading, Text, Warning, Error };
+
+    // One append as data, beside the styled text: programs read errors from here, not from styles.
+    struct Entry {
+        EntryKind kind = EntryKind::Text;
+        // The string as appended, without the log's line breaks around it.
+        QString text;
+        bool operator==(const Entry &) const = default;
+    };
+
     // An empty log started now, with the styles filled.
     LogManager();
 
@@ -56,6 +69,11 @@ public:
     AttributedString &logAttributedString() { return m_astr; }
     const AttributedString &logAttributedString() const { return m_astr; }
     const Styles &styles() const { return m_styles; }
+    // Every append in order. For a log read back from an archive, one entry for each line of the
+    // text, of the kind its style was written in (lines in no known style are Text).
+    const QList<Entry> &entries() const { return m_entries; }
+    // The texts of the entries of one kind, in order.
+    QStringList entries(EntryKind kind) const;
 
     QDateTime startingDate() const { return m_startingDate; }
     void setStartingDate(const QDateTime &date) { m_startingDate = date; }
@@ -68,17 +86,19 @@ public:
     // "TVLG", the quint16 format number 1, the starting date (QDateTime, in UTC), the text as RTF
     // (QByteArray, RtfWriter) and the error count (qint32).
     QByteArray archive() const;
-    // The log archive() wrote, without styles; null (and *error set) for bytes that are none.
-    static std::shared_ptr<LogManager> fromArchive(const QByteArray &bytes, QString *error = nullptr);
+    // The log archive() wrote, without styles; an error for bytes that are none.
+    static Result<std::shared_ptr<LogManager>> fromArchive(const QByteArray &bytes);
 
 private:
     struct Unstyled {};
     explicit LogManager(Unstyled);
 
-    void appendLine(const QString &string, const TextAttributes &style);
+    void appendLine(EntryKind kind, const QString &string, const TextAttributes &style);
+    void readEntriesFromText();
 
     QDateTime m_startingDate;
     AttributedString m_astr;
     Styles m_styles;
+    QList<Entry> m_entries;
     qint32 m_errors = 0;
 };

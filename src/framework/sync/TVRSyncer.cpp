@@ -175,8 +175,10 @@ bool TVRSyncer::performSync(SyncType type)
         return false;
     }
     m_lock = std::make_unique<IPodSyncLock>(*m_synciPod);
-    if (!m_lock->tryLock(&m_lastError))
+    if (!m_lock->tryLock()) {
+        m_lastError = m_lock->errorString();
         return false;
+    }
     m_stopped = false;
     moveTo(Phase::Preparing);
 
@@ -603,13 +605,13 @@ void TVRSyncer::doLastSyncInfo()
     const QString today = shortDateToday();
     if (m_synciPod->useNotes()) {
         if (!m_synciPod->writeNoteToiPod(today, kLastSyncInfoName, QString()))
-            m_logManager->appendError(m_synciPod->lastErrorString());
+            m_logManager->appendError(m_synciPod->errorString());
         return;
     }
     const auto contacts = TVRContactsManager::managerForiPod(m_synciPod, kLastSyncContacts);
     contacts->appendContactWithText(today, kLastSyncInfoName);
     if (!contacts->writeContactsFileToiPod())
-        m_logManager->appendError(contacts->lastErrorString());
+        m_logManager->appendError(contacts->errorString());
 }
 
 QString TVRSyncer::shortDateToday() const

@@ -91,7 +91,7 @@ public:
     void setPluginsToSync(const QStringList &names) { m_pluginsToSync = names; }
     QStringList pluginsToSync() const { return m_pluginsToSync; }
 
-    // Starts a sync of `type`. False, with lastError() saying why and nothing else done, when there
+    // Starts a sync of `type`. False, with errorString() saying why and nothing else done, when there
     // is no iPod, a sync is already running here, or another process is syncing the same iPod.
     bool sync(SyncType type, const QStringList &pluginsToSync, const std::shared_ptr<TVRiPod> &iPod);
     bool quickSync(const QString &pluginName);
@@ -106,7 +106,7 @@ public:
     bool isEjectPending() const;
     bool cancelEject();
 
-    QString lastError() const { return m_lastError; }
+    QString errorString() const { return m_lastError; }
     SyncType syncType() const { return m_syncType; }
     qint32 totalThingsToSync() const { return m_totalThingsToSync; }
     // The log of the running or last sync.
@@ -143,7 +143,7 @@ private:
 
     // A sync (or the end of a cancelled one) is under way: from its start to the end of finishSync().
     bool isRunning() const;
-    // True, with lastError() set, while a sync or its eject is under way.
+    // True, with errorString() set, while a sync or its eject is under way.
     bool refusedWhileRunning();
     // Every change of phase goes through here; a move the table refuses is a fault of this class.
     void moveTo(Phase next);

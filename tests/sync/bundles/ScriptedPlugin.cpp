@@ -76,7 +76,7 @@ private:
             const QString step = QStringLiteral("Step %1").arg(m_step);
             TVRSyncUtils::provideSyncFeedback(step);
             if (m_writeNotes && !m_syncInfo->iPod()->writeNoteToiPod(step, step, name()))
-                m_syncInfo->logManager()->appendError(m_syncInfo->iPod()->lastErrorString());
+                m_syncInfo->logManager()->appendError(m_syncInfo->iPod()->errorString());
             TVRSyncUtils::incrementSyncProgress();
             QTimer::singleShot(m_delayMs, this, &ScriptedPlugin::next);
         } else if (!m_urls.isEmpty()) {
