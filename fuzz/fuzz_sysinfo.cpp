@@ -2,7 +2,7 @@
 // empty key or value raises SysInfoError by design; any other escape, crash or hang is a bug.
 #include "core/StringEncoding.h"
 #include "ipod/SysInfoError.h"
-#include "ipod/SysInfoParser.h"
+#include "ipod/SysInfoParser_p.h"
 
 #include <QByteArray>
 #include <QString>

@@ -3,7 +3,7 @@
 #include "TemporaryHome.h"
 #include "TestHttpServer.h"
 
-#include "core/DistributedNotificationCenter.h"
+#include "core/DistributedNotificationCenter_p.h"
 #include "ipod/TVRiPod.h"
 #include "plugins/PluginManager.h"
 #include "plugins/TVRPlugin.h"

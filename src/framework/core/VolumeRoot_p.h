@@ -1,7 +1,7 @@
 #pragma once
 
-#include "FileWriter.h"
-#include "UniqueFd.h"
+#include "FileWriter_p.h"
+#include "UniqueFd_p.h"
 
 #include <QByteArray>
 #include <QList>
