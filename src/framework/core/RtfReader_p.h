@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "AttributedString.h"
 
 #include <QByteArray>
@@ -24,6 +26,6 @@ namespace RtfReader {
 constexpr int kMaximumDepth = 256;
 
 // Nullopt, with *error saying why, when the bytes are not RTF this reader accepts.
-std::optional<AttributedString> fromRtf(const QByteArray &rtf, QString *error = nullptr);
+TIVARO_AUTOTEST_EXPORT std::optional<AttributedString> fromRtf(const QByteArray &rtf, QString *error = nullptr);
 
 } // namespace RtfReader

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QString>
 
 #include <stdexcept>
@@ -7,7 +9,8 @@
 // Raised when an iPod's SysInfo file has a line with an empty key or an empty value, or cannot be read
 // (no regular file, too large): such a file cannot be turned into a dictionary. Hosts catch it and say
 // which iPod and why.
-class SysInfoError : public std::runtime_error
+// For Tivaro's programs; plug-ins have no use for it.
+class TIVARO_EXPORT SysInfoError : public std::runtime_error
 {
 public:
     // A `line` of 0 stands for the file as a whole (one that is no regular file, say).

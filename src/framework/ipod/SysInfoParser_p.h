@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QString>
 #include <QVariantMap>
 
@@ -9,6 +11,6 @@ namespace SysInfoParser {
 // Blanks and tabs before a key and before a value are skipped, blanks after a value are kept, a line
 // without a colon is skipped and a later key replaces an earlier one. Throws SysInfoError (naming
 // `path` and the line) for a line with an empty key or an empty value.
-QVariantMap parse(const QString &text, const QString &path);
+TIVARO_AUTOTEST_EXPORT QVariantMap parse(const QString &text, const QString &path);
 
 } // namespace SysInfoParser

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "TVRNetwork.h"
 #include "core/ObserverRegistration.h"
 #include "core/UserDefaults.h"
@@ -33,10 +35,11 @@ class TVRiPod;
 //
 // Lives on the main thread. Plug-ins report through TVRSyncUtils; reports posted from other
 // threads are carried over to the main thread. One syncer may run any number of syncs in turn.
-class TVRSyncer : public QObject,
-                  public TVRDownloaderDelegate,
-                  public TVRDownloadFailureDelegate,
-                  public TVRNetworkDelegate
+// For Tivaro's programs; plug-ins have no use for it.
+class TIVARO_EXPORT TVRSyncer : public QObject,
+                                public TVRDownloaderDelegate,
+                                public TVRDownloadFailureDelegate,
+                                public TVRNetworkDelegate
 {
     Q_OBJECT
 
