@@ -21,7 +21,7 @@
 //   bench_itunesdb_parse --peak-ours MOUNTDIR | --baseline      (the child modes)
 #include "BenchSupport.h"
 
-#include "ipoddb/TDBiPod.h"
+#include "ipoddb/TDBiPod_p.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -5,7 +5,7 @@
 // Each size is written many times, alternating which side goes first; the files are removed between
 // runs, outside the timed part, so every run creates fresh files. Medians are printed.
 #include "BenchSupport.h"
-#include "ipod/NotePaginator.h"
+#include "ipod/NotePaginator_p.h"
 #include "ipod/TVRiPod.h"
 #include "text/NSStringXtra.h"
 

@@ -8,7 +8,7 @@
 // timed part, and synced to disk), then the append that brings it to that size is timed; the file
 // is put back between runs. The three sides take turns going first. Medians are printed.
 #include "BenchSupport.h"
-#include "core/FileWriter.h"
+#include "core/FileWriter_p.h"
 #include "core/PropertyList.h"
 #include "sync/LogManager.h"
 #include "sync/SyncLogFile.h"

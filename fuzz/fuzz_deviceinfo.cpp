@@ -1,6 +1,6 @@
 // DeviceInfo as the name reader sees it: a 16-bit count, then that many UTF-16LE units, which the
 // count may overstate or give as negative. The name never holds more units than the file.
-#include "ipoddb/TDBiPod.h"
+#include "ipoddb/TDBiPod_p.h"
 
 #include <QByteArray>
 

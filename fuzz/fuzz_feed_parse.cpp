@@ -4,7 +4,7 @@
 // the feed holds stays within a few times its size plus what its entities may expand to; and its
 // article pages have distinct names of at most 40 units with no lone surrogate.
 #include "feeds/RSS.h"
-#include "feeds/XMLDocument.h"
+#include "feeds/XMLDocument_p.h"
 
 #include <QByteArray>
 #include <QLoggingCategory>

@@ -1,5 +1,5 @@
 // Archived group-node trees, as read back from a file.
-#include "feeds/GroupNode.h"
+#include "feeds/GroupNode_p.h"
 
 #include <QByteArray>
 

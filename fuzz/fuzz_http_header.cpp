@@ -1,6 +1,6 @@
 // The header lines of HTTP answers as the downloader reads them: whatever a server sends, one line
 // at a time, status lines starting new headers. Any crash or hang is a bug.
-#include "net/HttpResponseHeader.h"
+#include "net/HttpResponseHeader_p.h"
 
 #include <QByteArray>
 #include <QUrl>

@@ -1,6 +1,6 @@
 // The iPod's music database as the reader sees it: any bytes at all. A stop with "position: %X" is
 // the designed end of a walk; a crash, a read past the buffer or a hang is a bug.
-#include "ipoddb/TDBiPod.h"
+#include "ipoddb/TDBiPod_p.h"
 
 #include <QByteArray>
 #include <QLoggingCategory>

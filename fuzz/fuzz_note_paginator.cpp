@@ -4,7 +4,7 @@
 // note name), the name's length (one byte, at most 100, or two bytes for long names), the name, then
 // the note's text. With a short name every promise is checked; a long name may leave no room for any
 // text, so then pagination only has to return.
-#include "ipod/NotePaginator.h"
+#include "ipod/NotePaginator_p.h"
 
 #include <QByteArray>
 #include <QByteArrayView>

@@ -3,7 +3,7 @@
 // says why.
 #include "feeds/TVROPMLDocument.h"
 #include "feeds/TVROPMLNode.h"
-#include "feeds/XMLDocument.h"
+#include "feeds/XMLDocument_p.h"
 
 #include <QByteArray>
 

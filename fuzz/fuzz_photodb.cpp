@@ -1,7 +1,7 @@
 // The iPod's photo and artwork databases as the reader sees them: any bytes. The walk must stop
 // cleanly on every input, and the RGB565 decoder must refuse buffers shorter than their size says.
 #include "ipoddb/TDBPhotoDatabase.h"
-#include "ipoddb/TDBRGB565.h"
+#include "ipoddb/TDBRGB565_p.h"
 
 #include <QByteArray>
 

@@ -1,7 +1,7 @@
 // RTF from outside: text pasted from word processors and the logs in the sync log file. Whatever is
 // read must come back unchanged when written and read again; a difference is a bug in one of the two.
-#include "core/RtfReader.h"
-#include "core/RtfWriter.h"
+#include "core/RtfReader_p.h"
+#include "core/RtfWriter_p.h"
 
 #include <QByteArray>
 #include <QString>

@@ -1,7 +1,7 @@
 // SysInfo as the iPod reader sees it: bytes of unknown encoding, decoded, then parsed. A line with an
 // empty key or value is an error with a message by design; any escape, crash or hang is a bug.
 #include "core/StringEncoding.h"
-#include "ipod/SysInfoParser.h"
+#include "ipod/SysInfoParser_p.h"
 
 #include <QByteArray>
 #include <QString>

@@ -5,7 +5,7 @@
 #include "TemporaryHome.h"
 
 #include "ipod/TVRiPod.h"
-#include "sync/IPodSyncLock.h"
+#include "sync/IPodSyncLock_p.h"
 #include "sync/SyncLogFile.h"
 
 #include <QDirIterator>

@@ -1,4 +1,4 @@
-#include "core/FileWriter.h"
+#include "core/FileWriter_p.h"
 #include "core/PathUtils.h"
 #include "core/StringEncoding.h"
 

@@ -1,4 +1,4 @@
-#include "core/FileWriter.h"
+#include "core/FileWriter_p.h"
 #include "core/MountTable.h"
 
 #include <QFile>

@@ -1,5 +1,5 @@
-#include "core/RtfReader.h"
-#include "core/RtfWriter.h"
+#include "core/RtfReader_p.h"
+#include "core/RtfWriter_p.h"
 
 #include <QProcess>
 #include <QStandardPaths>

@@ -1,4 +1,4 @@
-#include "core/FileWriter.h"
+#include "core/FileWriter_p.h"
 #include "core/Paths.h"
 #include "core/PropertyList.h"
 #include "core/UserDefaults.h"

@@ -1,5 +1,5 @@
-#include "core/FileWriter.h"
-#include "core/VolumeEjector.h"
+#include "core/FileWriter_p.h"
+#include "core/VolumeEjector_p.h"
 
 #include "UDisks2StandIn.h"
 

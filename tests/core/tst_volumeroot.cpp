@@ -1,7 +1,7 @@
 #include "FatVolume.h"
 #include "IPodFixture.h"
 
-#include "core/VolumeRoot.h"
+#include "core/VolumeRoot_p.h"
 
 #include <QDir>
 #include <QProcess>

@@ -1,4 +1,4 @@
-#include "feeds/GroupNode.h"
+#include "feeds/GroupNode_p.h"
 #include "feeds/Node.h"
 #include "feeds/TVROPMLNode.h"
 

@@ -1,9 +1,9 @@
 #include "IPodFixture.h"
 #include "TemporaryHome.h"
 
-#include "ipod/NotePaginator.h"
+#include "ipod/NotePaginator_p.h"
 #include "ipod/TVRiPod.h"
-#include "ipod/ipodnotes.h"
+#include "ipod/ipodnotes_p.h"
 
 #include <QDir>
 #include <QFile>

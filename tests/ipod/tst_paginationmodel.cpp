@@ -1,5 +1,5 @@
-#include "ipod/NotePaginator.h"
-#include "ipod/ipodnotes.h"
+#include "ipod/NotePaginator_p.h"
+#include "ipod/ipodnotes_p.h"
 
 #include <QRandomGenerator>
 #include <QtTest>

@@ -3,7 +3,7 @@
 #include "ipoddb/TDBFormat_p.h"
 #include "ipoddb/TDBPlaylist.h"
 #include "ipoddb/TDBTrack.h"
-#include "ipoddb/TDBiPod.h"
+#include "ipoddb/TDBiPod_p.h"
 
 #include <QDir>
 #include <QFile>

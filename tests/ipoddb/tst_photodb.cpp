@@ -3,8 +3,8 @@
 
 #include "ipoddb/TDBFormat_p.h"
 #include "ipoddb/TDBPhotoDatabase.h"
-#include "ipoddb/TDBRGB565.h"
-#include "ipoddb/TDBiPod.h"
+#include "ipoddb/TDBRGB565_p.h"
+#include "ipoddb/TDBiPod_p.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,4 +1,4 @@
-#include "ipoddb/TDBBytes.h"
+#include "ipoddb/TDBBytes_p.h"
 
 #include <QtTest>
 

@@ -2,8 +2,8 @@
 #include "TestHttpServer.h"
 
 #include "net/DownloadLimits.h"
-#include "net/DownloadURL.h"
-#include "net/NSURLXtra.h"
+#include "net/DownloadURL_p.h"
+#include "net/NSURLXtra_p.h"
 #include "net/TVRDownloader.h"
 
 #include <QElapsedTimer>

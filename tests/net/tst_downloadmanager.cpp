@@ -4,7 +4,7 @@
 #include "net/TVRDownloadItem.h"
 #include "net/TVRDownloadManager.h"
 #include "net/TVRDownloadManagerDelegate.h"
-#include "net/TVRQueue.h"
+#include "net/TVRQueue_p.h"
 
 #include <QtTest>
 

@@ -3,7 +3,7 @@
 
 #include "core/Bundle.h"
 #include "core/Paths.h"
-#include "plugins/ConfigureSyncUtils.h"
+#include "plugins/ConfigureSyncUtils_p.h"
 #include "plugins/PluginManager.h"
 #include "plugins/TVRAppsPlugin.h"
 #include "plugins/TVRPlugin.h"

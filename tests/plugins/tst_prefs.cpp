@@ -1,5 +1,5 @@
 #include "core/Bundle.h"
-#include "core/FileWriter.h"
+#include "core/FileWriter_p.h"
 #include "core/NotificationCenter.h"
 #include "core/ObserverRegistration.h"
 #include "core/Paths.h"

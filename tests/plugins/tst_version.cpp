@@ -1,6 +1,6 @@
 #include "core/PropertyList.h"
-#include "plugins/NSApplicationXtras.h"
-#include "plugins/TVRInternalUtils.h"
+#include "plugins/NSApplicationXtras_p.h"
+#include "plugins/TVRInternalUtils_p.h"
 #include "plugins/TVRVersion.h"
 
 #include <QCoreApplication>

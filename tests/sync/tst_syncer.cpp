@@ -4,7 +4,7 @@
 #include "TestHttpServer.h"
 #include "UDisks2StandIn.h"
 
-#include "core/DistributedNotificationCenter.h"
+#include "core/DistributedNotificationCenter_p.h"
 #include "ipod/TVRiPod.h"
 #include "plugins/PluginManager.h"
 #include "plugins/TVRPlugin.h"

@@ -6,7 +6,7 @@
 #include "sync/TVRSyncInfo.h"
 #include "sync/TVRSyncPrefs.h"
 #include "sync/TVRSyncUtils.h"
-#include "sync/ThreadWorker.h"
+#include "sync/ThreadWorker_p.h"
 
 #include <QThread>
 #include <QtTest>

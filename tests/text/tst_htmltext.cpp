@@ -1,5 +1,5 @@
 #include "text/HTMLCharset.h"
-#include "text/HTMLTextFilter.h"
+#include "text/HTMLTextFilter_p.h"
 #include "text/NSStringXtra.h"
 
 #include <QDir>

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "TextAttributes.h"
 
 #include <QList>
@@ -9,7 +11,7 @@
 
 // Text with a style on each stretch of it, the platform's attributed string. The runs cover the
 // text from start to end without gaps, and neighbouring runs always differ in style.
-class AttributedString
+class TIVARO_EXPORT AttributedString
 {
 public:
     struct Run {

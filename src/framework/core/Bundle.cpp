@@ -1,7 +1,7 @@
 #include "Bundle.h"
 
 #include "ExportedClass.h"
-#include "Logging.h"
+#include "Logging_p.h"
 #include "PropertyList.h"
 
 #include <QFile>

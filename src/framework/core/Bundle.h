@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QString>
 #include <QVariant>
 #include <QVariantMap>
@@ -16,7 +18,7 @@ struct ExportedClass;
 //     <executable>     the shared library named by CFBundleExecutable, relative to the folder
 // The library is loaded on demand and never unloaded, because objects made from it may live as long
 // as the process. A Bundle may be made and used on any thread, one thread at a time.
-class Bundle
+class TIVARO_EXPORT Bundle
 {
 public:
     // Null when `path` is not a folder. A folder without a usable Info.plist is still a bundle,

@@ -1,4 +1,4 @@
-#include "CorruptFile.h"
+#include "CorruptFile_p.h"
 
 #include <QDateTime>
 #include <QFile>

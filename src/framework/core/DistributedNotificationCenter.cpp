@@ -1,6 +1,6 @@
-#include "DistributedNotificationCenter.h"
+#include "DistributedNotificationCenter_p.h"
 
-#include "Logging.h"
+#include "Logging_p.h"
 
 #include <QDBusArgument>
 #include <QDBusConnection>

@@ -1,12 +1,14 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QObject>
 #include <QtGlobal>
 
 // How a bundle's library makes a class known by name: for each such class it exports a C function
 // "tivaro_class_<ClassName>" that returns the class's description. A bundle names its principal class
 // in the Info.plist key "NSPrincipalClass"; the loader looks that function up and asks it for objects.
-struct ExportedClass {
+struct TIVARO_EXPORT ExportedClass {
     // Changes whenever the layout of the framework's exported classes changes, so that a bundle built
     // against another framework is refused with a message instead of crashing.
     static constexpr quint32 currentAbi = 1;

@@ -1,4 +1,4 @@
-#include "FileWriter.h"
+#include "FileWriter_p.h"
 
 #include <QFile>
 

@@ -1,4 +1,4 @@
-#include "Logging.h"
+#include "Logging_p.h"
 
 Q_LOGGING_CATEGORY(lcCore, "tivaro.core")
 Q_LOGGING_CATEGORY(lcIPod, "tivaro.ipod")

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QString>
 #include <QStringList>
 
 // One mounted file system, as the kernel lists it in /proc/self/mountinfo.
-struct MountEntry {
+struct TIVARO_EXPORT MountEntry {
     QString mountPoint;
     QString fileSystemType;
     QString source;

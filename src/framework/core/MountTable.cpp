@@ -1,6 +1,6 @@
 #include "MountTable.h"
 
-#include "Logging.h"
+#include "Logging_p.h"
 
 #include <QDir>
 #include <QFile>

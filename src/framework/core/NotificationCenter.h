@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "Notification.h"
 
 #include <QMutex>
@@ -15,7 +17,7 @@
 // the observers were added. Adding and removing observers is thread-safe and may happen from inside
 // a callback. Once removeObserver() returns, the observer is not called again: a call running on
 // another thread is waited for, so an object may remove its observer and then go away.
-class NotificationCenter
+class TIVARO_EXPORT NotificationCenter
 {
 public:
     using Callback = std::function<void(const Notification &)>;

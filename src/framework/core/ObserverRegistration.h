@@ -1,9 +1,11 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "NotificationCenter.h"
 
 // Removes its observer when it goes out of scope; movable, not copyable.
-class ObserverRegistration
+class TIVARO_EXPORT ObserverRegistration
 {
 public:
     ObserverRegistration() = default;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QString>
 
 // Where Tivaro keeps things on a Linux desktop. Every location follows the XDG base-directory
@@ -7,25 +9,25 @@
 // All functions are thread-safe and read the environment at each call.
 namespace Paths {
 
-QString homeFolder();
+TIVARO_EXPORT QString homeFolder();
 
 // "~/Library/Application Support/Tivaro": $XDG_DATA_HOME/Tivaro (default ~/.local/share/Tivaro).
-QString applicationSupportFolder();
+TIVARO_EXPORT QString applicationSupportFolder();
 // Folder of the application's preference files: $XDG_CONFIG_HOME/Tivaro (default ~/.config/Tivaro).
-QString preferencesFolder();
+TIVARO_EXPORT QString preferencesFolder();
 // The plist file of one preferences domain, such as "org.tivaro.Tivaro".
-QString preferencesFileForDomain(const QString &domain);
+TIVARO_EXPORT QString preferencesFileForDomain(const QString &domain);
 // "~/Library/Caches/Tivaro": $XDG_CACHE_HOME/Tivaro (default ~/.cache/Tivaro).
-QString cachesFolder();
+TIVARO_EXPORT QString cachesFolder();
 // The user's music and desktop folders, from the XDG user directories.
-QString musicFolder();
-QString desktopFolder();
+TIVARO_EXPORT QString musicFolder();
+TIVARO_EXPORT QString desktopFolder();
 
 // The folder above the running executable's "bin", whether installed or in the build tree.
-QString installPrefix();
+TIVARO_EXPORT QString installPrefix();
 // <prefix>/share/tivaro
-QString frameworkResourcesFolder();
+TIVARO_EXPORT QString frameworkResourcesFolder();
 // <prefix>/lib/tivaro/PlugIns
-QString builtInPluginsFolder();
+TIVARO_EXPORT QString builtInPluginsFolder();
 
 } // namespace Paths

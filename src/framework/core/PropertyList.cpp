@@ -1,7 +1,7 @@
 #include "PropertyList.h"
 
-#include "FileWriter.h"
-#include "PropertyListGuard.h"
+#include "FileWriter_p.h"
+#include "PropertyListGuard_p.h"
 
 #include <QDateTime>
 #include <QFile>

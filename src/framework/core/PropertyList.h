@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QVariant>
@@ -12,13 +14,13 @@
 namespace PropertyList {
 
 // Parses XML or binary plist bytes; nullopt (and *error set) when the bytes are no property list.
-std::optional<QVariant> fromData(const QByteArray &bytes, QString *error = nullptr);
+TIVARO_EXPORT std::optional<QVariant> fromData(const QByteArray &bytes, QString *error = nullptr);
 // Reads a file; nullopt when it is missing, unreadable or not a property list.
-std::optional<QVariant> readFile(const QString &path, QString *error = nullptr);
+TIVARO_EXPORT std::optional<QVariant> readFile(const QString &path, QString *error = nullptr);
 
 // Serialises as XML; nullopt when the value holds a type a property list cannot carry.
-std::optional<QByteArray> toXml(const QVariant &value, QString *error = nullptr);
+TIVARO_EXPORT std::optional<QByteArray> toXml(const QVariant &value, QString *error = nullptr);
 // Writes XML atomically (and durably): the old file stays whole if anything fails.
-bool writeFile(const QString &path, const QVariant &value, QString *error = nullptr);
+TIVARO_EXPORT bool writeFile(const QString &path, const QVariant &value, QString *error = nullptr);
 
 } // namespace PropertyList

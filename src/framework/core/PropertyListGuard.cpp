@@ -1,4 +1,4 @@
-#include "PropertyListGuard.h"
+#include "PropertyListGuard_p.h"
 
 #include <QHash>
 

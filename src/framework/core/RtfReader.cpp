@@ -1,6 +1,6 @@
-#include "RtfReader.h"
+#include "RtfReader_p.h"
 
-#include "RtfWriter.h"
+#include "RtfWriter_p.h"
 
 #include <QColor>
 #include <QHash>

@@ -1,4 +1,4 @@
-#include "RtfWriter.h"
+#include "RtfWriter_p.h"
 
 #include <QColor>
 #include <QHash>

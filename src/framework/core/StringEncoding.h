@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -20,14 +22,14 @@ constexpr unsigned Unicode = 10;
 constexpr unsigned Default = UTF8;
 
 // The bytes of `text`, or nullopt when the encoding is unknown or would lose a character.
-std::optional<QByteArray> encode(const QString &text, unsigned encoding);
+TIVARO_EXPORT std::optional<QByteArray> encode(const QString &text, unsigned encoding);
 // The text of `bytes`, or nullopt when they are not valid in that encoding.
-std::optional<QString> decode(const QByteArray &bytes, unsigned encoding);
+TIVARO_EXPORT std::optional<QString> decode(const QByteArray &bytes, unsigned encoding);
 
 // Reads bytes the way a plain-text file of unknown encoding is read: UTF-16 or UTF-8 when a
 // byte-order mark says so, else UTF-8 when valid, else Latin-1. Bytes holding a NUL are no text.
-std::optional<QString> decodePlainText(const QByteArray &bytes);
+TIVARO_EXPORT std::optional<QString> decodePlainText(const QByteArray &bytes);
 // The same for a file; nullopt also when it cannot be read.
-std::optional<QString> readPlainTextFile(const QString &path);
+TIVARO_EXPORT std::optional<QString> readPlainTextFile(const QString &path);
 
 } // namespace StringEncoding

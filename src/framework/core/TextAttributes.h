@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QColor>
 #include <QString>
 #include <QUrl>
@@ -9,7 +11,7 @@
 // The style of a stretch of attributed text: a font asked for by name, an optional bold trait and
 // font-manager weight, a size in points, an optional colour, a link and an underline. Default-constructed means "no
 // attributes", the style of text appended to a log that was read back from an archive.
-struct TextAttributes {
+struct TIVARO_EXPORT TextAttributes {
     // A family ("Helvetica") or a font name; empty for none.
     QString fontName;
     bool bold = false;

@@ -1,6 +1,6 @@
-#include "UDisks2Client.h"
+#include "UDisks2Client_p.h"
 
-#include "Logging.h"
+#include "Logging_p.h"
 
 #include <QDBusArgument>
 #include <QDBusMessage>

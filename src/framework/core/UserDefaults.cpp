@@ -1,7 +1,7 @@
 #include "UserDefaults.h"
 
-#include "CorruptFile.h"
-#include "Logging.h"
+#include "CorruptFile_p.h"
+#include "Logging_p.h"
 #include "Paths.h"
 #include "PropertyList.h"
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QHash>
 #include <QSet>
 #include <QString>
@@ -14,7 +16,7 @@
 //
 // An object may be made on any thread but belongs to that thread; objects on different threads
 // (or in different processes) share only the files.
-class UserDefaults
+class TIVARO_EXPORT UserDefaults
 {
 public:
     // The application's preferences domain, its bundle identifier.

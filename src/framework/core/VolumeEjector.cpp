@@ -1,8 +1,8 @@
-#include "VolumeEjector.h"
+#include "VolumeEjector_p.h"
 
-#include "Logging.h"
+#include "Logging_p.h"
 #include "MountTable.h"
-#include "UDisks2Client.h"
+#include "UDisks2Client_p.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,4 +1,4 @@
-#include "VolumeRoot.h"
+#include "VolumeRoot_p.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QString>
 
 class RSS;
@@ -10,11 +12,11 @@ class RSS;
 namespace FeedNoteItems {
 
 // Every item repaired with RSS::normalizeRSSItem() and made ready as above.
-void prepare(RSS &feed);
+TIVARO_EXPORT void prepare(RSS &feed);
 
 // An Atom item's description is its content element written out whole; this is the page inside it:
 // the escaped HTML of type "html", the markup of type "xhtml", the text of type "text" escaped.
 // Anything that is not such an element comes back as it was.
-QString atomContentAsHtml(const QString &serialised);
+TIVARO_EXPORT QString atomContentAsHtml(const QString &serialised);
 
 } // namespace FeedNoteItems

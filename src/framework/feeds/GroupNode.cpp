@@ -1,6 +1,6 @@
-#include "GroupNode.h"
+#include "GroupNode_p.h"
 
-#include "GroupNodeArchiver.h"
+#include "GroupNodeArchiver_p.h"
 
 GroupNode::GroupNode(const QString &name)
     : Node(nullptr, true)

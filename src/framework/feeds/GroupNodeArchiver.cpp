@@ -1,6 +1,6 @@
-#include "GroupNodeArchiver.h"
+#include "GroupNodeArchiver_p.h"
 
-#include "GroupNode.h"
+#include "GroupNode_p.h"
 
 #include <QIODevice>
 

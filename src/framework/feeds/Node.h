@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QList>
 #include <QVariant>
 
@@ -7,7 +9,7 @@
 
 // A node of a small general tree shown as an outline. A child refers to its parent weakly, so a
 // tree is freed once nothing holds its root: a child kept alone loses its parent.
-class Node : public std::enable_shared_from_this<Node>
+class TIVARO_EXPORT Node : public std::enable_shared_from_this<Node>
 {
 public:
     using NodeList = QList<std::shared_ptr<Node>>;

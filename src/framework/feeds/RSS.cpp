@@ -1,12 +1,12 @@
 #include "RSS.h"
 
 #include "RSSException.h"
-#include "XMLDocument.h"
-#include "XMLNodeText.h"
-#include "core/Logging.h"
-#include "ipod/NotePaginator.h"
+#include "XMLDocument_p.h"
+#include "XMLNodeText_p.h"
+#include "core/Logging_p.h"
+#include "ipod/NotePaginator_p.h"
 #include "net/SynchronousDownload.h"
-#include "text/HTMLTextFilter.h"
+#include "text/HTMLTextFilter_p.h"
 #include "text/NSStringXtra.h"
 
 #include <QRegularExpression>

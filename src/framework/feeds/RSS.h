@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QMap>
@@ -14,7 +16,7 @@ struct _xmlNode;
 
 // A news feed (RSS 0.9x/2.0, RDF or Atom) read into a header dictionary and one dictionary per
 // item, keyed by element name. Plug-ins build notes from these, usually through formatWithOptions().
-class RSS
+class TIVARO_EXPORT RSS
 {
 public:
     using Header = QMap<QString, QString>;

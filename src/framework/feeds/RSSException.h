@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QString>
 
 #include <stdexcept>
@@ -7,7 +9,7 @@
 // Why a feed could not be read: "RSSDownloadFailed" or "RSSNoData" from fetching,
 // "RSSCreateHeaderDictionaryFailed", "RSSCreateItemsArrayFailed" or "RSSEntitiesExpandTooFar"
 // from reading the tree.
-class RSSException : public std::runtime_error
+class TIVARO_EXPORT RSSException : public std::runtime_error
 {
 public:
     RSSException(const QString &name, const QString &reason)

@@ -1,7 +1,7 @@
 #include "TVROPMLDocument.h"
 
 #include "TVROPMLNode.h"
-#include "XMLDocument.h"
+#include "XMLDocument_p.h"
 #include "XMLTree.h"
 #include "net/TVRDownloader.h"
 #include "text/NSStringXtra.h"

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QUrl>
@@ -10,7 +12,7 @@ class TVROPMLNode;
 class XMLTree;
 
 // An OPML file, such as a list of feed subscriptions, read into a tree of TVROPMLNodes.
-class TVROPMLDocument
+class TIVARO_EXPORT TVROPMLDocument
 {
 public:
     // The document always exists; its root is null when the bytes were missing or not XML, or

@@ -1,12 +1,14 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "Node.h"
 #include "XMLTree.h"
 
 #include <QString>
 
 // One outline of an OPML document: its text, type and url, and every attribute it had.
-class TVROPMLNode : public Node
+class TIVARO_EXPORT TVROPMLNode : public Node
 {
 public:
     TVROPMLNode() = default;

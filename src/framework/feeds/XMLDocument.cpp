@@ -1,4 +1,4 @@
-#include "XMLDocument.h"
+#include "XMLDocument_p.h"
 
 #include <QStringDecoder>
 

@@ -1,6 +1,6 @@
-#include "XMLNodeText.h"
+#include "XMLNodeText_p.h"
 
-#include "XMLDocument.h"
+#include "XMLDocument_p.h"
 
 #include <libxml/tree.h>
 #include <libxml/xmlsave.h>

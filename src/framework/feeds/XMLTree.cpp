@@ -1,7 +1,7 @@
 #include "XMLTree.h"
 
-#include "XMLDocument.h"
-#include "XMLNodeText.h"
+#include "XMLDocument_p.h"
+#include "XMLNodeText_p.h"
 #include "net/TVRDownloader.h"
 #include "text/NSStringXtra.h"
 

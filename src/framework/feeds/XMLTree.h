@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QPair>
@@ -13,7 +15,7 @@ struct _xmlNode;
 
 // One node of an XML document, over libxml2. Wrappers are cheap and made afresh by every lookup;
 // each keeps the whole document alive, so a child outlives the wrapper it came from.
-class XMLTree
+class TIVARO_EXPORT XMLTree
 {
 public:
     // The node kinds, numbered as the Mac XML tree numbered them.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "TVRiPod.h"
 
 #include <QObject>
@@ -16,7 +18,8 @@ class QThread;
 // The ejection thread holds the iPod and its own result, nothing else, so it never reaches an object
 // that has gone. Destroying an ejection that is still running blocks until it has ended: an unmount
 // cannot be called back half done, and the thread must not outlive the object that started it.
-class IPodEjection : public QObject
+// For Tivaro's programs; plug-ins have no use for it.
+class TIVARO_EXPORT IPodEjection : public QObject
 {
     Q_OBJECT
 

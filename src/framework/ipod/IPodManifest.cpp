@@ -1,10 +1,10 @@
 #include "IPodManifest.h"
 
-#include "NotePaginator.h"
+#include "NotePaginator_p.h"
 
-#include "core/Logging.h"
+#include "core/Logging_p.h"
 #include "core/PropertyList.h"
-#include "core/VolumeRoot.h"
+#include "core/VolumeRoot_p.h"
 
 #include <QDateTime>
 #include <QFile>

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QByteArray>
 #include <QHash>
 #include <QString>
@@ -23,7 +25,7 @@ class VolumeRoot;
 //
 // Paths are relative to the volume root, "/"-separated, in the file system's encoding. One thread at a
 // time.
-class IPodManifest
+class TIVARO_EXPORT IPodManifest
 {
 public:
     struct Entry {

@@ -1,6 +1,6 @@
-#include "IPodOutput.h"
+#include "IPodOutput_p.h"
 
-#include "core/VolumeRoot.h"
+#include "core/VolumeRoot_p.h"
 
 #include <QSet>
 

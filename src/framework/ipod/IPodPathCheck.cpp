@@ -1,4 +1,4 @@
-#include "IPodPathCheck.h"
+#include "IPodPathCheck_p.h"
 
 #include "core/MountTable.h"
 #include "core/PathUtils.h"

@@ -1,6 +1,6 @@
-#include "NotePaginator.h"
+#include "NotePaginator_p.h"
 
-#include "ipodnotes.h"
+#include "ipodnotes_p.h"
 
 #include <algorithm>
 #include <cstring>

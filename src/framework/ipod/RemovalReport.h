@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
@@ -10,7 +12,7 @@
 // What a removal of Tivaro's earlier output did: the files it removed, and the ones it left because they
 // are not Tivaro's to remove (the user's own, a symbolic link, a file changed since Tivaro wrote it).
 // Paths are relative to the iPod's root.
-struct RemovalReport {
+struct TIVARO_EXPORT RemovalReport {
     QList<QByteArray> removed;
     QList<std::pair<QByteArray, QString>> kept; // path, and why it was left
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QString>
 
 #include <stdexcept>
@@ -8,7 +10,8 @@
 // line with an empty key or an empty value, or cannot be read (no regular file, too large): such an
 // iPod cannot be made. A constructor has no result to return; everything below it returns one.
 // Hosts catch it and say which iPod and why.
-class SysInfoError : public std::runtime_error
+// For Tivaro's programs; plug-ins have no use for it.
+class TIVARO_EXPORT SysInfoError : public std::runtime_error
 {
 public:
     // `message` names the file and, for a bad line, the line.

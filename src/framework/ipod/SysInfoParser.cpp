@@ -1,4 +1,4 @@
-#include "SysInfoParser.h"
+#include "SysInfoParser_p.h"
 
 namespace {
 

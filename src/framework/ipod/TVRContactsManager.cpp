@@ -1,7 +1,7 @@
 #include "TVRContactsManager.h"
 #include "TVRiPod.h"
 
-#include "core/Logging.h"
+#include "core/Logging_p.h"
 #include "core/PathUtils.h"
 #include "core/StringEncoding.h"
 

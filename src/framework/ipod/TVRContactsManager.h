@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "TVRiPodPtr.h"
 
 #include "RemovalReport.h"
@@ -12,7 +14,7 @@
 // Gathers vCard 3.0 cards in memory and writes them as one "TVR-<name>.vcf" file into the iPod's
 // Contacts folder: how text reaches iPods that show contacts but no notes. Lives for one sync step;
 // one thread at a time.
-class TVRContactsManager
+class TIVARO_EXPORT TVRContactsManager
 {
     struct Passkey {};
 

@@ -1,17 +1,17 @@
 #include "TVRiPod.h"
 
-#include "IPodOutput.h"
-#include "IPodPathCheck.h"
-#include "NotePaginator.h"
+#include "IPodOutput_p.h"
+#include "IPodPathCheck_p.h"
+#include "NotePaginator_p.h"
 #include "SysInfoError.h"
-#include "SysInfoParser.h"
+#include "SysInfoParser_p.h"
 
-#include "core/FileWriter.h"
-#include "core/Logging.h"
+#include "core/FileWriter_p.h"
+#include "core/Logging_p.h"
 #include "core/PathUtils.h"
-#include "core/VolumeEjector.h"
-#include "core/VolumeRoot.h"
-#include "ipoddb/TDBiPod.h"
+#include "core/VolumeEjector_p.h"
+#include "core/VolumeRoot_p.h"
+#include "ipoddb/TDBiPod_p.h"
 #include "text/NSStringXtra.h"
 
 #include <QDir>

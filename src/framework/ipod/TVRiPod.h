@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "IPodManifest.h"
 #include "RemovalReport.h"
 #include "TVRiPodPtr.h"
@@ -33,7 +35,7 @@ class VolumeRoot;
 // symbolic link, never onto the computer's disk once the iPod is gone. Every file written is recorded
 // in the iPod's record of Tivaro's files (IPodManifest), and removal of earlier output takes only files
 // that record lists: a file the user put on the iPod is never replaced or removed.
-class TVRiPod : public std::enable_shared_from_this<TVRiPod>
+class TIVARO_EXPORT TVRiPod : public std::enable_shared_from_this<TVRiPod>
 {
     struct Passkey {};
 

@@ -1,10 +1,10 @@
 #include "TVRiPodManager.h"
 
-#include "IPodPathCheck.h"
+#include "IPodPathCheck_p.h"
 #include "SysInfoError.h"
 #include "TVRiPod.h"
 
-#include "core/Logging.h"
+#include "core/Logging_p.h"
 #include "core/MountTable.h"
 #include "core/PathUtils.h"
 #include "core/UserDefaults.h"

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "DetectedVolume.h"
 #include "TVRiPodPtr.h"
 
@@ -10,7 +12,8 @@
 
 // Finds the iPods mounted as disks. It keeps no state: every question reads the mount table again
 // and makes new TVRiPod objects. Any thread.
-class TVRiPodManager
+// For Tivaro's programs; plug-ins have no use for it.
+class TIVARO_EXPORT TVRiPodManager
 {
 public:
     // A new manager at every call; the name stays for callers used to a shared one.

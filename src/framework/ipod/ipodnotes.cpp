@@ -1,4 +1,4 @@
-#include "ipodnotes.h"
+#include "ipodnotes_p.h"
 
 #include "core/StringEncoding.h"
 

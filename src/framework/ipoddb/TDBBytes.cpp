@@ -1,4 +1,4 @@
-#include "TDBBytes.h"
+#include "TDBBytes_p.h"
 
 #include <QSysInfo>
 #include <QtEndian>

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QDateTime>
 
 #include <optional>
@@ -8,7 +10,7 @@
 // QDateTime each time it is read: the local-time conversion costs more than reading a whole track,
 // and most dates of a database are never looked at. Nothing is cached, so tracks can be read from
 // several threads at once.
-class TDBMacDate
+class TIVARO_EXPORT TDBMacDate
 {
 public:
     // The value taken as unsigned, in local time.

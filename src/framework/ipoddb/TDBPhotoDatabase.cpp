@@ -1,11 +1,11 @@
 #include "TDBPhotoDatabase.h"
 
-#include "TDBBytes.h"
+#include "TDBBytes_p.h"
 #include "TDBFormat_p.h"
-#include "TDBRGB565.h"
-#include "core/Logging.h"
+#include "TDBRGB565_p.h"
+#include "core/Logging_p.h"
 #include "core/Paths.h"
-#include "core/VolumeRoot.h"
+#include "core/VolumeRoot_p.h"
 
 #include <QDir>
 #include <QFile>

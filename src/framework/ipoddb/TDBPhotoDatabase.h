@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "TDBTrack.h"
 #include "TVRPodPhoto.h"
 #include "TVRPodPhotoAlbum.h"
@@ -17,7 +19,8 @@
 // ("iPod_Control/Artwork/ArtworkDB"): one chunk format, giving photos with their stored images and
 // photo albums. Every offset and length is checked; a corrupt chunk stops the walk and keeps what
 // was built.
-class TDBPhotoDatabase
+// For Tivaro's programs; plug-ins have no use for it.
+class TIVARO_EXPORT TDBPhotoDatabase
 {
 public:
     explicit TDBPhotoDatabase(const QString &mountPath);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "TDBTrack.h"
 
 #include <QList>
@@ -11,7 +13,8 @@ class TDBPlaylist;
 using TDBPlaylistPtr = std::shared_ptr<TDBPlaylist>;
 
 // One visible playlist of the iPod's music database; its tracks are the reader's own objects.
-class TDBPlaylist
+// For Tivaro's programs; plug-ins have no use for it.
+class TIVARO_EXPORT TDBPlaylist
 {
 public:
     static constexpr qint32 kTypePodcast = 0;

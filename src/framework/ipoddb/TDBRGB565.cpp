@@ -1,4 +1,4 @@
-#include "TDBRGB565.h"
+#include "TDBRGB565_p.h"
 
 #include <QtEndian>
 

@@ -1,6 +1,6 @@
 #include "TDBText.h"
 
-#include "TDBBytes.h"
+#include "TDBBytes_p.h"
 #include "TDBTrackSource.h"
 
 #include "core/PathUtils.h"

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QLatin1StringView>
 #include <QString>
 
@@ -11,7 +13,7 @@ struct TDBTrackSource;
 // string is decoded (and trimmed) each time it is read: a database holds ten strings a track, most
 // are never looked at, and decoding them all costs more than the rest of the parse. Nothing is
 // cached, so tracks can be read from several threads at once.
-class TDBText
+class TIVARO_EXPORT TDBText
 {
 public:
     enum class Encoding : quint8 {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "TDBMacDate.h"
 #include "TDBText.h"
 #include "TDBTrackSource.h"
@@ -14,7 +16,8 @@ using TDBTrackPtr = std::shared_ptr<TDBTrack>;
 
 // One track of the iPod's music database, as the reader found it. Tracks are shared between the
 // reader's track list and the playlists that hold them.
-class TDBTrack
+// For Tivaro's programs; plug-ins have no use for it.
+class TIVARO_EXPORT TDBTrack
 {
 public:
     static TDBTrackPtr track() { return std::make_shared<TDBTrack>(); }

@@ -1,10 +1,10 @@
-#include "TDBiPod.h"
+#include "TDBiPod_p.h"
 
-#include "TDBBytes.h"
+#include "TDBBytes_p.h"
 #include "TDBFormat_p.h"
 
-#include "core/Logging.h"
-#include "core/VolumeRoot.h"
+#include "core/Logging_p.h"
+#include "core/VolumeRoot_p.h"
 #include "text/NSStringXtra.h"
 
 #include <algorithm>

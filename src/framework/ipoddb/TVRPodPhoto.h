@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "TVRPodPhotoItem.h"
 
 #include <QList>
@@ -9,7 +11,7 @@
 
 // A photo (or a track's cover art) of the iPod's photo or artwork database, with its stored images.
 // An item may sit in two photos at once (the walk carries the last item of one photo over to the next).
-class TVRPodPhoto
+class TIVARO_EXPORT TVRPodPhoto
 {
 public:
     QString name() const { return m_name; }

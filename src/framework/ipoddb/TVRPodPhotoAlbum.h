@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "TVRPodPhoto.h"
 
 #include <QList>
@@ -8,7 +10,7 @@
 #include <memory>
 
 // A photo album of the iPod's photo database; its photos are shared with the database's photo list.
-class TVRPodPhotoAlbum
+class TIVARO_EXPORT TVRPodPhotoAlbum
 {
 public:
     QString name() const { return m_name; }

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QSizeF>
 #include <QString>
 
 // One stored image of a photo: which thumbnail file holds its RGB565 pixels, where, and their layout.
-class TVRPodPhotoItem
+class TIVARO_EXPORT TVRPodPhotoItem
 {
 public:
     QString thumbPath() const { return m_thumbPath; }

@@ -1,9 +1,9 @@
 #include "BlockingTransfer.h"
 
-#include "DownloadURL.h"
-#include "HttpResponseHeader.h"
+#include "DownloadURL_p.h"
+#include "HttpResponseHeader_p.h"
 
-#include "core/Logging.h"
+#include "core/Logging_p.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "DownloadFailure.h"
 #include "DownloadLimits.h"
 #include "TVRURLResponse.h"
@@ -17,7 +19,7 @@
 #include <optional>
 
 // A user name and password for a server that asks.
-struct DownloadCredential {
+struct TIVARO_EXPORT DownloadCredential {
     QString user;
     QString password;
 };
@@ -28,7 +30,7 @@ struct DownloadCredential {
 // came with; the body may not pass the maximum size, nor the download its deadline, nor a pause in
 // the data the idle time-out; a body cut short (shorter than its Content-Length, a chunked stream
 // without its end) is a failure.
-class BlockingTransfer
+class TIVARO_EXPORT BlockingTransfer
 {
 public:
     struct Request {

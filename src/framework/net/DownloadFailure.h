@@ -1,12 +1,14 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QString>
 #include <QUrl>
 
 // Why a download ended without its whole answer: a kind to act on and one line of words for the
 // user, which names the limit or preference involved where there is one. A default-made failure is
 // none at all (a download that completed, or is still running).
-class DownloadFailure
+class TIVARO_EXPORT DownloadFailure
 {
 public:
     enum Kind {

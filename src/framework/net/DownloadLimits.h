@@ -1,10 +1,12 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QtGlobal>
 
 // How long and how large one download may be, from the application's preferences. A value that is
 // absent, 0 or below, or not a number means the default.
-struct DownloadLimits {
+struct TIVARO_EXPORT DownloadLimits {
     static constexpr double kDefaultTimeoutSeconds = 20;
     // Feeds and pages are a few hundred kilobytes; this leaves room for the largest.
     static constexpr qint64 kDefaultMaximumBytes = 32 * 1024 * 1024;

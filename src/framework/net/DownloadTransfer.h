@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "BlockingTransfer.h"
 #include "DownloadFailure.h"
 #include "DownloadLimits.h"
@@ -15,7 +17,7 @@
 
 // A BlockingTransfer run on a thread of its own and reported, by signals, on the thread that made
 // this object, whose event loop must run: the asynchronous face of the downloader.
-class DownloadTransfer : public QObject
+class TIVARO_EXPORT DownloadTransfer : public QObject
 {
     Q_OBJECT
 

@@ -1,4 +1,4 @@
-#include "DownloadURL.h"
+#include "DownloadURL_p.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include "TVRDownloader.h"
 
-#include "core/Logging.h"
+#include "core/Logging_p.h"
 #include "core/Paths.h"
 #include "text/NSFileManagerXtras.h"
 #include "text/NSStringXtra.h"

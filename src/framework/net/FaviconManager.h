@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QByteArray>
 #include <QImage>
 #include <QString>
@@ -10,7 +12,8 @@
 // The small site icon shown beside a feed or web address. A host's "favicon.ico" is fetched once and
 // kept for good in the user's cache folder, one file a host; a site without a readable icon gets a
 // generic web image. Managers share nothing but that folder, so one may be made for each thread.
-class FaviconManager
+// For Tivaro's programs; plug-ins have no use for it.
+class TIVARO_EXPORT FaviconManager
 {
 public:
     // A new manager each call.

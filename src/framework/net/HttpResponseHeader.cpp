@@ -1,4 +1,4 @@
-#include "HttpResponseHeader.h"
+#include "HttpResponseHeader_p.h"
 
 HttpResponseHeader::HttpResponseHeader(const QUrl &url)
 {

@@ -1,4 +1,4 @@
-#include "NSURLXtra.h"
+#include "NSURLXtra_p.h"
 
 #include "TVRDownloader.h"
 

@@ -1,7 +1,7 @@
 #include "SynchronousDownload.h"
 
 #include "BlockingTransfer.h"
-#include "DownloadURL.h"
+#include "DownloadURL_p.h"
 
 namespace SynchronousDownload {
 

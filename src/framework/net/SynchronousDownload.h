@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "DownloadFailure.h"
 
 #include <QByteArray>
@@ -15,8 +17,8 @@ namespace SynchronousDownload {
 // failure *failure says why and the result is null: a partial body is never returned. An answer
 // with an HTTP error status is no failure: its body is returned. Blocking downloads of several
 // threads run side by side, so one that hangs holds up only its caller.
-QByteArray fetch(const QUrl &url, int idleTimeoutMs, DownloadFailure *failure);
+TIVARO_EXPORT QByteArray fetch(const QUrl &url, int idleTimeoutMs, DownloadFailure *failure);
 // The same with the failure in words.
-QByteArray fetch(const QUrl &url, int idleTimeoutMs, QString *error);
+TIVARO_EXPORT QByteArray fetch(const QUrl &url, int idleTimeoutMs, QString *error);
 
 } // namespace SynchronousDownload

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "TVRDownloader.h"
 
 #include <QList>
@@ -11,7 +13,7 @@ class TVRDownloadManager;
 
 // One URL of a download manager's list, with the downloader that fetches it. Items are shared
 // (std::make_shared) and compare by identity.
-class TVRDownloadItem : public TVRDownloaderDelegate, public std::enable_shared_from_this<TVRDownloadItem>
+class TIVARO_EXPORT TVRDownloadItem : public TVRDownloaderDelegate, public std::enable_shared_from_this<TVRDownloadItem>
 {
 public:
     static std::shared_ptr<TVRDownloadItem> withURL(const QUrl &url);

@@ -2,7 +2,7 @@
 
 #include "TVRDownloadItem.h"
 #include "TVRDownloadManagerDelegate.h"
-#include "TVRQueue.h"
+#include "TVRQueue_p.h"
 
 TVRDownloadManager::TVRDownloadManager(TVRDownloadManagerDelegate *delegate)
     : m_delegate(delegate)

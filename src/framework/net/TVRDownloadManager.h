@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QList>
 
 #include <memory>
@@ -10,7 +12,7 @@ class TVRDownloadManagerDelegate;
 // Downloads a list of items with at most maxDownloads() transfers at once (four unless set), telling
 // its delegate of each start and each end. Everything happens on the thread whose event loop serves
 // the downloaders; the manager takes no locks.
-class TVRDownloadManager
+class TIVARO_EXPORT TVRDownloadManager
 {
 public:
     using ItemList = QList<std::shared_ptr<TVRDownloadItem>>;

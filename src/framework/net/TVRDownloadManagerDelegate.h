@@ -1,9 +1,11 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 class TVRDownloadItem;
 
 // Told of each item a download manager starts and finishes, on the manager's thread.
-class TVRDownloadManagerDelegate
+class TIVARO_EXPORT TVRDownloadManagerDelegate
 {
 public:
     virtual ~TVRDownloadManagerDelegate() = default;

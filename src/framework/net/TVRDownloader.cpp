@@ -1,10 +1,10 @@
 #include "TVRDownloader.h"
 
 #include "BlockingTransfer.h"
-#include "DownloadURL.h"
+#include "DownloadURL_p.h"
 #include "SynchronousDownload.h"
 
-#include "core/Logging.h"
+#include "core/Logging_p.h"
 #include "core/StringEncoding.h"
 
 #include <QTimer>

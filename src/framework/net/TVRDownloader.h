@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "DownloadFailure.h"
 #include "DownloadTransfer.h"
 #include "TVRURLResponse.h"
@@ -17,7 +19,7 @@ class TVRDownloader;
 
 // Every downloader's delegate: told once when the transfer has ended. Also told after a failure
 // when it does not implement TVRDownloadFailureDelegate; data() then holds whatever arrived.
-class TVRDownloaderDelegate
+class TIVARO_EXPORT TVRDownloaderDelegate
 {
 public:
     virtual ~TVRDownloaderDelegate() = default;
@@ -25,7 +27,7 @@ public:
 };
 
 // Implemented by a delegate that wants to hear of time-outs and failures on their own.
-class TVRDownloadFailureDelegate
+class TIVARO_EXPORT TVRDownloadFailureDelegate
 {
 public:
     virtual ~TVRDownloadFailureDelegate() = default;
@@ -41,7 +43,7 @@ public:
 // most DownloadLimits' maximum bytes and take at most its deadline. Redirects to http and https are
 // followed and url() follows them; a credential is offered only to the origin of the URL it was
 // given with. The synchronous face blocks, for worker threads; blocking downloads run side by side.
-class TVRDownloader : public QObject
+class TIVARO_EXPORT TVRDownloader : public QObject
 {
     Q_OBJECT
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QPair>
@@ -7,7 +9,7 @@
 #include <QUrl>
 
 // The header of one HTTP (or file) response, as a downloader last received it.
-struct TVRURLResponse {
+struct TIVARO_EXPORT TVRURLResponse {
     QUrl url;
     int statusCode = 0; // 0 when the scheme has none
     QString mimeType;

@@ -1,4 +1,4 @@
-#include "ConfigureSyncUtils.h"
+#include "ConfigureSyncUtils_p.h"
 
 #include "core/UserDefaults.h"
 

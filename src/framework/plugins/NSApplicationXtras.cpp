@@ -1,4 +1,4 @@
-#include "NSApplicationXtras.h"
+#include "NSApplicationXtras_p.h"
 
 #include <QRegularExpression>
 #include <QSysInfo>

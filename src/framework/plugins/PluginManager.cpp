@@ -4,7 +4,7 @@
 
 #include "core/Bundle.h"
 #include "core/ExportedClass.h"
-#include "core/Logging.h"
+#include "core/Logging_p.h"
 #include "core/Paths.h"
 #include "core/PropertyList.h"
 

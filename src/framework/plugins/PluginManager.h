@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QList>
 #include <QMap>
 #include <QString>
@@ -26,7 +28,8 @@ class TVRPlugin;
 //
 // Not shared: every pluginManager() is a new object, and every plugins() makes new instances.
 // Use on the main thread (plug-in libraries are loaded and plug-in objects made there).
-class PluginManager
+// For Tivaro's programs; plug-ins have no use for it.
+class TIVARO_EXPORT PluginManager
 {
 public:
     using PluginMap = QMap<QString, std::shared_ptr<TVRPlugin>>;

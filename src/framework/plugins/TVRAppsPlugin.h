@@ -1,11 +1,13 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "TVRPlugin.h"
 
 #include <QVariant>
 
 // An application-style plug-in: one that also offers a window of its own.
-class TVRAppsPlugin : public TVRPlugin
+class TIVARO_EXPORT TVRAppsPlugin : public TVRPlugin
 {
     Q_OBJECT
 

@@ -1,6 +1,6 @@
-#include "TVRInternalUtils.h"
+#include "TVRInternalUtils_p.h"
 
-#include "core/Logging.h"
+#include "core/Logging_p.h"
 #include "core/Paths.h"
 #include "core/PropertyList.h"
 

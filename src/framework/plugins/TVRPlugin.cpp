@@ -1,7 +1,7 @@
 #include "TVRPlugin.h"
 
 #include "core/Bundle.h"
-#include "core/Logging.h"
+#include "core/Logging_p.h"
 
 #include <QFileInfo>
 

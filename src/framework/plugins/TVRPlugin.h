@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "core/AttributedString.h"
 
 #include <QImage>
@@ -20,7 +22,7 @@ class TVRSyncInfo;
 // A plug-in class is exported from its library with TIVARO_EXPORT_CLASS (core/ExportedClass.h).
 // Plug-ins are made by PluginManager and shared as std::shared_ptr; the library stays loaded for
 // the life of the process. prepareSync() runs on a worker thread, everything else on the main thread.
-class TVRPlugin : public QObject
+class TIVARO_EXPORT TVRPlugin : public QObject
 {
     Q_OBJECT
 

@@ -1,8 +1,8 @@
 #include "TVRPrefs.h"
 
 #include "core/Bundle.h"
-#include "core/CorruptFile.h"
-#include "core/Logging.h"
+#include "core/CorruptFile_p.h"
+#include "core/Logging_p.h"
 #include "core/NotificationCenter.h"
 #include "core/Paths.h"
 #include "core/PropertyList.h"

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "core/ObserverRegistration.h"
 
 #include <QSet>
@@ -22,7 +24,7 @@ struct Notification;
 //
 // Objects of one bundle reach into each other on the thread that changes a value and hold no lock:
 // keep all of them on one thread (at a time).
-class TVRPrefs
+class TIVARO_EXPORT TVRPrefs
 {
 public:
     // Null when there is no bundle or its Info.plist names no CFBundleIdentifier (or one with a "/",

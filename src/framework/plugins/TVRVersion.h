@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QString>
 #include <QtGlobal>
 
@@ -7,7 +9,7 @@
 
 // A three-part version number "major.minor.update", as plug-ins state the framework version they
 // need and hosts compare it with their own. A plain value: copy it freely, use it on any thread.
-class TVRVersion
+class TIVARO_EXPORT TVRVersion
 {
 public:
     explicit TVRVersion(quint32 major = 0, quint32 minor = 0, quint32 update = 0)

@@ -1,4 +1,4 @@
-#include "IPodSyncLock.h"
+#include "IPodSyncLock_p.h"
 
 #include "core/Paths.h"
 #include "ipod/TVRiPod.h"

@@ -1,7 +1,7 @@
 #include "LogManager.h"
 
-#include "core/RtfReader.h"
-#include "core/RtfWriter.h"
+#include "core/RtfReader_p.h"
+#include "core/RtfWriter_p.h"
 
 #include <QColor>
 #include <QDataStream>

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "core/AttributedString.h"
 #include "core/Result.h"
 #include "core/TextAttributes.h"
@@ -18,7 +20,7 @@
 //
 // A log belongs to the thread that uses it and is not locked: hand it to another thread only
 // together with the work that writes to it.
-class LogManager
+class TIVARO_EXPORT LogManager
 {
 public:
     // The style of each kind of line. A log read back from an archive has none: every one is empty.

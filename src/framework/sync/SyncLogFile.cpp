@@ -1,7 +1,7 @@
 #include "SyncLogFile.h"
 
-#include "core/CorruptFile.h"
-#include "core/Logging.h"
+#include "core/CorruptFile_p.h"
+#include "core/Logging_p.h"
 #include "core/Paths.h"
 #include "core/PropertyList.h"
 

@@ -1,6 +1,6 @@
 #include "SyncPhase.h"
 
-#include "core/Logging.h"
+#include "core/Logging_p.h"
 
 bool SyncPhase::allows(Phase from, Phase to)
 {

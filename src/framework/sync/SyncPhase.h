@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QObject>
 
 // Where a sync driver stands, as one value, and the moves between phases it may make:
@@ -9,7 +11,8 @@
 //                                                                             WaitingToEject -> Idle (eject cancelled)
 //
 // A cancelled sync takes the same road: it still finishes, saves its log and ejects when asked.
-class SyncPhase
+// For Tivaro's programs; plug-ins have no use for it.
+class TIVARO_EXPORT SyncPhase
 {
     Q_GADGET
 

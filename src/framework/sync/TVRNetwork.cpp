@@ -1,7 +1,7 @@
 #include "TVRNetwork.h"
 
-#include "ThreadWorker.h"
-#include "core/Logging.h"
+#include "ThreadWorker_p.h"
+#include "core/Logging_p.h"
 #include "core/UserDefaults.h"
 
 #include <QMutex>

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -9,7 +11,8 @@
 class TVRNetwork;
 class ThreadWorker;
 
-class TVRNetworkDelegate
+// For Tivaro's programs; plug-ins have no use for it.
+class TIVARO_EXPORT TVRNetworkDelegate
 {
 public:
     virtual ~TVRNetworkDelegate() = default;
@@ -20,7 +23,7 @@ public:
 // Whether the internet can be reached, judged without opening a connection: a well-known host
 // name must resolve and the system must have a route to it. The check runs on a worker thread
 // and answers on the thread that started it.
-class TVRNetwork : public QObject
+class TIVARO_EXPORT TVRNetwork : public QObject
 {
     Q_OBJECT
 

@@ -1,9 +1,12 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QString>
 
 // The one modal warning a sync may raise, with the sound and the bringing to front that go with it.
-class TVRSyncAlerter
+// For Tivaro's programs; plug-ins have no use for it.
+class TIVARO_EXPORT TVRSyncAlerter
 {
 public:
     virtual ~TVRSyncAlerter() = default;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <memory>
 
 class LogManager;
@@ -9,7 +11,7 @@ class TVRiPod;
 // What a plug-in is given for one sync: the iPod, the sync preferences, the sync log and whether
 // the internet could be reached. Made by the sync driver, immutable afterwards; the objects it
 // holds are shared with the driver.
-class TVRSyncInfo
+class TIVARO_EXPORT TVRSyncInfo
 {
 public:
     TVRSyncInfo(std::shared_ptr<TVRiPod> iPod, std::shared_ptr<TVRSyncPrefs> syncPrefs,

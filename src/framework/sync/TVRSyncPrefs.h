@@ -1,8 +1,10 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 // The sync-wide preferences handed to every plug-in with its sync info, read once from the
 // application's preferences when the object is made.
-class TVRSyncPrefs
+class TIVARO_EXPORT TVRSyncPrefs
 {
 public:
     TVRSyncPrefs();

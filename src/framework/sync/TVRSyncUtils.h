@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QString>
 #include <QUrl>
 
@@ -8,7 +10,7 @@ class QObject;
 // How a plug-in talks to the sync driver while it syncs: every operation posts a notification on
 // the process-wide centre, so a plug-in needs no reference to the driver. Delivery is synchronous
 // on the posting thread; post completion, progress and feedback from the main thread.
-class TVRSyncUtils
+class TIVARO_EXPORT TVRSyncUtils
 {
 public:
     static const QString completeNotification;          // "tvrSyncUtilsComplete"

@@ -1,6 +1,6 @@
 #include "TVRSyncer.h"
 
-#include "IPodSyncLock.h"
+#include "IPodSyncLock_p.h"
 #include "LogManager.h"
 #include "SyncLogFile.h"
 #include "TVRProgressIndicator.h"
@@ -11,15 +11,15 @@
 #include "TVRSyncPrefs.h"
 #include "TVRSyncUtils.h"
 #include "TVRSyncerDelegate.h"
-#include "ThreadWorker.h"
+#include "ThreadWorker_p.h"
 
-#include "core/DistributedNotificationCenter.h"
-#include "core/Logging.h"
+#include "core/DistributedNotificationCenter_p.h"
+#include "core/Logging_p.h"
 #include "core/PathUtils.h"
 #include "ipod/IPodEjection.h"
 #include "ipod/TVRContactsManager.h"
 #include "ipod/TVRiPod.h"
-#include "plugins/ConfigureSyncUtils.h"
+#include "plugins/ConfigureSyncUtils_p.h"
 #include "plugins/TVRPlugin.h"
 #include "text/NSStringXtra.h"
 

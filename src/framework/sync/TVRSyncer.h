@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "SyncPhase.h"
 #include "TVRNetwork.h"
 
@@ -38,10 +40,11 @@ class TVRiPod;
 // threads are carried over to the main thread. One syncer may run any number of syncs in turn; where
 // it stands is one phase (SyncPhase), and nothing it does blocks its thread's event loop for long, the
 // eject included.
-class TVRSyncer : public QObject,
-                  public TVRDownloaderDelegate,
-                  public TVRDownloadFailureDelegate,
-                  public TVRNetworkDelegate
+// For Tivaro's programs; plug-ins have no use for it.
+class TIVARO_EXPORT TVRSyncer : public QObject,
+                                public TVRDownloaderDelegate,
+                                public TVRDownloadFailureDelegate,
+                                public TVRNetworkDelegate
 {
     Q_OBJECT
 

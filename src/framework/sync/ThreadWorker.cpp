@@ -1,6 +1,6 @@
-#include "ThreadWorker.h"
+#include "ThreadWorker_p.h"
 
-#include "core/Logging.h"
+#include "core/Logging_p.h"
 
 #include <QCoreApplication>
 #include <QMetaObject>

@@ -1,6 +1,6 @@
-#include "HTMLTextFilter.h"
+#include "HTMLTextFilter_p.h"
 
-#include "HTMLTokenizer.h"
+#include "HTMLTokenizer_p.h"
 
 #include <libxml/HTMLparser.h>
 

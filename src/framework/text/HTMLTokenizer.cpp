@@ -1,4 +1,4 @@
-#include "HTMLTokenizer.h"
+#include "HTMLTokenizer_p.h"
 
 #include <utility>
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -7,13 +9,13 @@
 namespace NSDataBase64 {
 
 // The whole text on one line.
-QString base64Encoding(const QByteArray &data);
+TIVARO_EXPORT QString base64Encoding(const QByteArray &data);
 // A line feed after each line, a line being the smallest multiple of 4 characters that is at least
 // `lineLength` long (0: one line, no line feed). A text filling its last line ends with a line feed.
-QString base64EncodingWithLineLength(const QByteArray &data, unsigned lineLength);
+TIVARO_EXPORT QString base64EncodingWithLineLength(const QByteArray &data, unsigned lineLength);
 // The bytes of `text`: characters outside the alphabet are skipped, the first "=" ends the input,
 // and an incomplete last group without padding is dropped. A null or empty text gives no bytes.
-QByteArray dataWithBase64EncodedString(const QString &text);
-bool isCharacterPartOfBase64Encoding(char c);
+TIVARO_EXPORT QByteArray dataWithBase64EncodedString(const QString &text);
+TIVARO_EXPORT bool isCharacterPartOfBase64Encoding(char c);
 
 } // namespace NSDataBase64

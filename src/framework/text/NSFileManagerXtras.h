@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QString>
 
 // File-manager helpers shared across Tivaro.
@@ -7,6 +9,6 @@ namespace NSFileManagerXtras {
 
 // Creates every missing folder along `path`, one component at a time, ignoring failures.
 // Returns whether the whole path exists afterwards (as a folder or anything else).
-bool buildPath(const QString &path);
+TIVARO_EXPORT bool buildPath(const QString &path);
 
 } // namespace NSFileManagerXtras

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QList>
 #include <QString>
 #include <QVariantMap>
@@ -8,8 +10,8 @@
 namespace NSMutableArrayXtras {
 
 // The order of two dictionaries by the text under `key`, ignoring case: negative, 0 or positive.
-int tvrSort(const QVariantMap &first, const QVariantMap &second, const QString &key);
+TIVARO_EXPORT int tvrSort(const QVariantMap &first, const QVariantMap &second, const QString &key);
 // Sorts `items` in place by tvrSort; equal items keep their order.
-void sortUsingDictionaryKey(QList<QVariantMap> &items, const QString &key);
+TIVARO_EXPORT void sortUsingDictionaryKey(QList<QVariantMap> &items, const QString &key);
 
 } // namespace NSMutableArrayXtras

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QString>
 
 // Helpers on text changed in place.
@@ -7,6 +9,6 @@ namespace NSMutableStringXtra {
 
 // Replaces every occurrence of `target` in one case-sensitive pass; returns how many there were.
 // An empty target replaces nothing.
-qsizetype replaceOccurrencesOfString(QString &text, const QString &target, const QString &replacement);
+TIVARO_EXPORT qsizetype replaceOccurrencesOfString(QString &text, const QString &target, const QString &replacement);
 
 } // namespace NSMutableStringXtra

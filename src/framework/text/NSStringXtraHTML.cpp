@@ -1,5 +1,5 @@
 // HTML to readable text.
-#include "HTMLTextFilter.h"
+#include "HTMLTextFilter_p.h"
 #include "NSStringXtra.h"
 
 #include <array>

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QObject>
 #include <QString>
 #include <QVariantMap>
@@ -13,7 +15,7 @@
 //
 // Without a session bus, posting logs a line and does nothing else: nothing a sync does depends on
 // someone listening.
-class DistributedNotificationCenter
+class TIVARO_AUTOTEST_EXPORT DistributedNotificationCenter
 {
 public:
     static const QString objectPath; // "/org/tivaro/Tivaro"

@@ -1,12 +1,14 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "Node.h"
 
 #include <QByteArray>
 #include <QString>
 
 // A named folder of an outline: always a group, without a parent when made.
-class GroupNode : public Node
+class TIVARO_AUTOTEST_EXPORT GroupNode : public Node
 {
 public:
     explicit GroupNode(const QString &name = QString());

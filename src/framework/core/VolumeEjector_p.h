@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QDBusConnection>
 #include <QString>
 #include <QStringList>
@@ -11,7 +13,7 @@
 // mount, `umount` is the fallback.
 //
 // Blocking; call it from any one thread. The bus is the system bus unless a test gives another.
-class VolumeEjector
+class TIVARO_AUTOTEST_EXPORT VolumeEjector
 {
 public:
     explicit VolumeEjector(const QDBusConnection &bus = QDBusConnection::systemBus());

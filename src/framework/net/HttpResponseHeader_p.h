@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "TVRURLResponse.h"
 
 #include <QByteArray>
@@ -8,7 +10,7 @@
 // The header of one HTTP answer, read line by line as the network library hands the lines over: a
 // status line, fields, an empty line. Lines outside a header (trailers after a chunked body) are
 // ignored. Server bytes: anything may come, nothing is trusted.
-class HttpResponseHeader
+class TIVARO_AUTOTEST_EXPORT HttpResponseHeader
 {
 public:
     enum class Line { Status, Field, End, Ignored };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "AttributedString.h"
 #include "Result.h"
 
@@ -23,6 +25,6 @@ namespace RtfReader {
 constexpr int kMaximumDepth = 256;
 
 // The text, or an error saying why the bytes are not RTF this reader accepts.
-Result<AttributedString> fromRtf(const QByteArray &rtf);
+TIVARO_AUTOTEST_EXPORT Result<AttributedString> fromRtf(const QByteArray &rtf);
 
 } // namespace RtfReader

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QByteArrayView>
 #include <QString>
 #include <QtEndian>
@@ -41,15 +43,16 @@ inline std::optional<qint64> readLongLong(QByteArrayView data, qint64 offset)
 // Three bytes b0 b1 b2, each sign-extended, summed as b0·2^16 + b1·2^8 + b2 (with `reverseOrder`
 // b0·2^24 + b1·2^16 + b2·2^8), then byte-swapped unless the value counts as stored in host order
 // (`littleEndian` on a little-endian host). Kept for plug-ins; no database reader uses it.
-std::optional<qint32> read3ByteLong(QByteArrayView data, qint64 offset, bool littleEndian, bool reverseOrder);
+TIVARO_AUTOTEST_EXPORT std::optional<qint32> read3ByteLong(QByteArrayView data, qint64 offset, bool littleEndian,
+                                                           bool reverseOrder);
 // Whether the four bytes at `offset` are `tag` ("mhit", "mhod", ...).
 inline bool hasTag(QByteArrayView data, qint64 offset, const char *tag)
 {
     return fits(data, offset, 4) && std::memcmp(data.data() + offset, tag, 4) == 0;
 }
 // The four bytes at `offset` as text (for log lines); empty past the end.
-QString tagAt(QByteArrayView data, qint64 offset);
+TIVARO_AUTOTEST_EXPORT QString tagAt(QByteArrayView data, qint64 offset);
 // `count` UTF-16LE code units at `offset`; nullopt when they run past the end.
-std::optional<QString> readUtf16(QByteArrayView data, qint64 offset, qint64 count);
+TIVARO_AUTOTEST_EXPORT std::optional<QString> readUtf16(QByteArrayView data, qint64 offset, qint64 count);
 
 } // namespace TDBBytes

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QUrl>
@@ -7,7 +9,7 @@
 // Blocking downloads of a URL, for worker threads; see TVRDownloader::downloadData().
 namespace NSURLXtra {
 
-QByteArray downloadData(const QUrl &url);
-QString downloadString(const QUrl &url);
+TIVARO_AUTOTEST_EXPORT QByteArray downloadData(const QUrl &url);
+TIVARO_AUTOTEST_EXPORT QString downloadString(const QUrl &url);
 
 } // namespace NSURLXtra

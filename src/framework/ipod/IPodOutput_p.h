@@ -3,7 +3,7 @@
 #include "IPodManifest.h"
 #include "RemovalReport.h"
 
-#include "core/FileWriter.h"
+#include "core/FileWriter_p.h"
 
 #include <QByteArray>
 #include <QList>

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QString>
 #include <QStringView>
 
@@ -10,7 +12,7 @@
 // markup it has already cut up ("<p class=x>" becomes "\r\r< class=x>", "<br>" becomes "\r<>"), which
 // an HTML parser reads as text, while a tokenizer can treat it as the tag it was. No tree is built
 // and nothing is ever fetched.
-class HTMLTextFilter
+class TIVARO_AUTOTEST_EXPORT HTMLTextFilter
 {
 public:
     HTMLTextFilter() = delete;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
@@ -9,18 +11,18 @@ namespace ipodnotes {
 
 // The pieces between each occurrence of `separator`; empty pieces are kept, empty data gives one
 // empty piece.
-QList<QByteArray> dataSeparatedByCharacter(const QByteArray &data, char separator);
+TIVARO_AUTOTEST_EXPORT QList<QByteArray> dataSeparatedByCharacter(const QByteArray &data, char separator);
 
 // Appends the UTF-8 bytes of `text`.
-void appendString(QByteArray &buffer, const QString &text);
+TIVARO_AUTOTEST_EXPORT void appendString(QByteArray &buffer, const QString &text);
 // Appends the bytes of `text` in `encoding` (StringEncoding numbers); false, and nothing appended,
 // when that encoding cannot hold the text.
-bool appendString(QByteArray &buffer, const QString &text, unsigned encoding);
+TIVARO_AUTOTEST_EXPORT bool appendString(QByteArray &buffer, const QString &text, unsigned encoding);
 
 // Removes bytes from the end back to and including the last `c`; empties the buffer when there is none.
-void deleteCharactersFromEndToCharacter(QByteArray &buffer, char c);
+TIVARO_AUTOTEST_EXPORT void deleteCharactersFromEndToCharacter(QByteArray &buffer, char c);
 
 // Kept for callers of the original interface; it deliberately does nothing.
-void deleteCharactersInRange(QByteArray &buffer, qsizetype location, qsizetype length);
+TIVARO_AUTOTEST_EXPORT void deleteCharactersInRange(QByteArray &buffer, qsizetype location, qsizetype length);
 
 } // namespace ipodnotes

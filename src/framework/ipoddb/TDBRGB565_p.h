@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QByteArrayView>
 #include <QImage>
 
@@ -9,10 +11,10 @@ namespace TDBRGB565 {
 // One pixel word as found in memory to RRGGBBAA: the top bits of each channel are set, the low
 // ones stay zero, alpha is 255 (0xF800 → 0xF80000FF). With `swapped` the word counts as
 // little-endian and is brought to host order.
-quint32 rgb565ToRgba(quint16 pixel, bool swapped);
+TIVARO_AUTOTEST_EXPORT quint32 rgb565ToRgba(quint16 pixel, bool swapped);
 
 // `width`·`height` pixels from `pixels` as an RGBA image; a null image when the size is not
 // positive or the buffer holds fewer than 2·width·height bytes.
-QImage convertRGB565ToImage(QByteArrayView pixels, int width, int height, bool swapped);
+TIVARO_AUTOTEST_EXPORT QImage convertRGB565ToImage(QByteArrayView pixels, int width, int height, bool swapped);
 
 } // namespace TDBRGB565

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -12,7 +14,7 @@ struct _xmlNode;
 // Owns one libxml2 document for every XMLTree that stands for one of its nodes. It also owns
 // the entities that stand in for HTML named entities (&rsquo;, &nbsp;, ...) met while parsing:
 // they live in a document of their own so that the parsed one keeps the children it had.
-class XMLDocument
+class TIVARO_AUTOTEST_EXPORT XMLDocument
 {
 public:
     ~XMLDocument();

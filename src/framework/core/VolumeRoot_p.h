@@ -1,7 +1,9 @@
 #pragma once
 
-#include "FileWriter.h"
-#include "UniqueFd.h"
+#include "tivaro_export.h"
+
+#include "FileWriter_p.h"
+#include "UniqueFd_p.h"
 
 #include <QByteArray>
 #include <QList>
@@ -19,7 +21,7 @@
 // Paths are relative to the root, "/"-separated, in the file system's encoding (QFile::encodeName); ""
 // is the root itself. A "." or ".." component is refused, empty ones are skipped. One object is used by
 // one thread at a time. Hold it only for the work at hand: an open root keeps the volume from unmounting.
-class VolumeRoot
+class TIVARO_AUTOTEST_EXPORT VolumeRoot
 {
 public:
     enum class Kind { Missing, File, Folder, Link, Other };

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QString>
 #include <QStringList>
 
 // Where the framework's own files are, and its user-visible strings in the user's language.
 // Static operations only; all are thread-safe.
-class TVRInternalUtils
+class TIVARO_AUTOTEST_EXPORT TVRInternalUtils
 {
 public:
     TVRInternalUtils() = delete;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -19,11 +21,12 @@ enum Durability {
 // same folder and a rename, so it is either the old or the new content. A new file is created
 // exclusively and removed again if the write fails, so a failure leaves nothing behind.
 // On failure returns false and sets *error to the system's reason.
-bool writeAtomically(const QString &path, const QByteArray &data, Durability durability, QString *error = nullptr);
+TIVARO_AUTOTEST_EXPORT bool writeAtomically(const QString &path, const QByteArray &data, Durability durability,
+                                            QString *error = nullptr);
 // The same for a path already encoded for the file system (QFile::encodeName), for callers that
 // write many files into one folder.
-bool writeAtomicallyToEncodedPath(const QByteArray &encodedPath, const QByteArray &data, Durability durability,
-                                  QString *error = nullptr);
+TIVARO_AUTOTEST_EXPORT bool writeAtomicallyToEncodedPath(const QByteArray &encodedPath, const QByteArray &data,
+                                                         Durability durability, QString *error = nullptr);
 
 // Whether a regular file of `size` bytes already there may be replaced; false, with *reason set, keeps it.
 using ReplacePolicy = std::function<bool(qint64 size, QString *reason)>;
@@ -33,7 +36,8 @@ using ReplacePolicy = std::function<bool(qint64 size, QString *reason)>;
 // write fails); a regular file already there is replaced through a temporary file and a rename when
 // `mayReplace` allows it (an empty policy always does). A link, a folder or a device in the way is refused.
 // Durable also flushes the folder, so that the new name survives a power cut.
-bool writeAtomicallyAt(int folder, const QByteArray &name, const QByteArray &data, Durability durability,
-                       const ReplacePolicy &mayReplace, QString *error = nullptr);
+TIVARO_AUTOTEST_EXPORT bool writeAtomicallyAt(int folder, const QByteArray &name, const QByteArray &data,
+                                              Durability durability, const ReplacePolicy &mayReplace,
+                                              QString *error = nullptr);
 
 } // namespace FileWriter

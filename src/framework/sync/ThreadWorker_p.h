@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QObject>
 #include <QPointer>
 #include <QVariant>
@@ -17,7 +19,7 @@
 // starting thread) is destroyed first, the ending function is skipped. The worker thread never
 // touches `context`: it hands the result to a relay object of the worker's own on that thread,
 // which looks at `context` there, where it cannot be deleted in between.
-class ThreadWorker : public std::enable_shared_from_this<ThreadWorker>
+class TIVARO_AUTOTEST_EXPORT ThreadWorker : public std::enable_shared_from_this<ThreadWorker>
 {
 public:
     using Work = std::function<QVariant(const QVariant &argument, ThreadWorker &worker)>;

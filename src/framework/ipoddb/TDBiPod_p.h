@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "TDBPhotoDatabase.h"
 #include "TDBPlaylist.h"
 #include "TDBTrack.h"
@@ -14,7 +16,7 @@
 
 // Reads the music database and the device name that the iPod's own firmware keeps; it never writes.
 // The database is loaded at the first call of tracks() or playlists(). One thread at a time.
-class TDBiPod
+class TIVARO_AUTOTEST_EXPORT TDBiPod
 {
 public:
     // `mountPath` is the volume's mount point.

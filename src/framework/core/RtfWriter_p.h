@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include "AttributedString.h"
 
 #include <QByteArray>
@@ -18,6 +20,6 @@ constexpr int kMaximumHalfPoints = 32767;
 // The control word of the weight destination.
 inline constexpr char kWeightDestination[] = "tivaroweight";
 
-QByteArray toRtf(const AttributedString &text);
+TIVARO_AUTOTEST_EXPORT QByteArray toRtf(const AttributedString &text);
 
 } // namespace RtfWriter

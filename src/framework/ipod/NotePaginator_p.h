@@ -1,12 +1,14 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QByteArray>
 #include <QString>
 
 #include <functional>
 
 // One page of a note as the paginator hands it out.
-struct NotePage {
+struct TIVARO_AUTOTEST_EXPORT NotePage {
     int index = 0;            // 0 for the note's own file, k for "<name> p<k+1>"
     QByteArray bytes;         // the whole file: header, title, words, and the Next link if any
     qsizetype textOffset = 0; // where the page's words start in the note's UTF-8 text; -1 for none
@@ -21,7 +23,7 @@ struct NotePage {
 // note. Because a page's words joined by single spaces are a stretch of the text itself, each page is
 // found with one backward search for a space instead of word by word, and copied in one piece into a
 // buffer reused for every page. Pure: writing the pages is the sink's job.
-class NotePaginator
+class TIVARO_AUTOTEST_EXPORT NotePaginator
 {
 public:
     // Returns false to stop pagination (a page could not be written).

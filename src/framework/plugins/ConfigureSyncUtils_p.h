@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QStringList>
 #include <QVariantMap>
 
@@ -7,7 +9,7 @@
 // to sync. The choice dictionary holds "syncAll", "syncOnlySelected" or "syncAllButSelected", and
 // "tools": one {"tool": name, "sync": marked} per plug-in. Its booleans are read as
 // UserDefaults::boolForKey() reads a value, so the text "NO" is false.
-class ConfigureSyncUtils
+class TIVARO_AUTOTEST_EXPORT ConfigureSyncUtils
 {
 public:
     // All names for an absent or empty choice or "syncAll"; the marked tools (in their order, installed

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QString>
 #include <QtGlobal>
 
@@ -10,14 +12,14 @@
 namespace NSApplicationXtras {
 
 // On Linux the running kernel's release (uname -r), so "6.1.0-18-amd64" gives 0x0610.
-quint32 MacOSVersion();
+TIVARO_AUTOTEST_EXPORT quint32 MacOSVersion();
 // The encoding of a release string "major[.minor[.patch]][anything]"; 0 when it does not start with
 // a number. A major version above 999999 is clamped to it, the most that fits in 32 bits.
-quint32 versionFromRelease(const QString &release);
+TIVARO_AUTOTEST_EXPORT quint32 versionFromRelease(const QString &release);
 
 // 10.2.x, 10.3.x and 10.4.x in the encoding above.
-bool runningOnJaguar(quint32 version = MacOSVersion());
-bool runningOnPanther(quint32 version = MacOSVersion());
-bool runningOnTiger(quint32 version = MacOSVersion());
+TIVARO_AUTOTEST_EXPORT bool runningOnJaguar(quint32 version = MacOSVersion());
+TIVARO_AUTOTEST_EXPORT bool runningOnPanther(quint32 version = MacOSVersion());
+TIVARO_AUTOTEST_EXPORT bool runningOnTiger(quint32 version = MacOSVersion());
 
 } // namespace NSApplicationXtras

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tivaro_export.h"
+
 #include <QString>
 
 #include <memory>
@@ -10,7 +12,7 @@ class TVRiPod;
 // Keeps two syncs, in this process or in any other of the user's, from writing to the same iPod at
 // once. The lock is a file named after the iPod's real path in the application support folder;
 // a lock left by a process that died is taken over.
-class IPodSyncLock
+class TIVARO_AUTOTEST_EXPORT IPodSyncLock
 {
 public:
     explicit IPodSyncLock(const TVRiPod &iPod);
