@@ -1,4 +1,4 @@
-#include "BlockingTransfer.h"
+#include "BlockingTransfer_p.h"
 
 #include "DownloadURL_p.h"
 #include "HttpResponseHeader_p.h"

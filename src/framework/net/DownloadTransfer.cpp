@@ -1,4 +1,4 @@
-#include "DownloadTransfer.h"
+#include "DownloadTransfer_p.h"
 
 #include <QMetaObject>
 #include <QMutex>

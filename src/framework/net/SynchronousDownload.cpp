@@ -1,6 +1,6 @@
 #include "SynchronousDownload.h"
 
-#include "BlockingTransfer.h"
+#include "BlockingTransfer_p.h"
 #include "DownloadURL_p.h"
 
 namespace SynchronousDownload {

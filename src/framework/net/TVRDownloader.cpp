@@ -1,6 +1,7 @@
 #include "TVRDownloader.h"
 
-#include "BlockingTransfer.h"
+#include "BlockingTransfer_p.h"
+#include "DownloadTransfer_p.h"
 #include "DownloadURL_p.h"
 #include "SynchronousDownload.h"
 

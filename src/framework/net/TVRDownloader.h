@@ -2,8 +2,8 @@
 
 #include "tivaro_export.h"
 
+#include "DownloadCredential.h"
 #include "DownloadFailure.h"
-#include "DownloadTransfer.h"
 #include "TVRURLResponse.h"
 
 #include <QByteArray>

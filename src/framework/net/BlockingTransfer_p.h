@@ -1,7 +1,6 @@
 #pragma once
 
-#include "tivaro_export.h"
-
+#include "DownloadCredential.h"
 #include "DownloadFailure.h"
 #include "DownloadLimits.h"
 #include "TVRURLResponse.h"
@@ -18,19 +17,13 @@
 #include <functional>
 #include <optional>
 
-// A user name and password for a server that asks.
-struct TIVARO_EXPORT DownloadCredential {
-    QString user;
-    QString password;
-};
-
 // One download with libcurl, every redirect of it, run to its end on the calling thread: what both
 // faces of the downloader share. It loads http, https and file URLs; redirects are followed to http
 // and https only; the credential is offered once a challenge, and only to the origin of the URL it
 // came with; the body may not pass the maximum size, nor the download its deadline, nor a pause in
 // the data the idle time-out; a body cut short (shorter than its Content-Length, a chunked stream
 // without its end) is a failure.
-class TIVARO_EXPORT BlockingTransfer
+class BlockingTransfer
 {
 public:
     struct Request {

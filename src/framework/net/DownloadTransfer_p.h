@@ -1,8 +1,6 @@
 #pragma once
 
-#include "tivaro_export.h"
-
-#include "BlockingTransfer.h"
+#include "BlockingTransfer_p.h"
 #include "DownloadFailure.h"
 #include "DownloadLimits.h"
 #include "TVRURLResponse.h"
@@ -17,7 +15,7 @@
 
 // A BlockingTransfer run on a thread of its own and reported, by signals, on the thread that made
 // this object, whose event loop must run: the asynchronous face of the downloader.
-class TIVARO_EXPORT DownloadTransfer : public QObject
+class DownloadTransfer : public QObject
 {
     Q_OBJECT
 
