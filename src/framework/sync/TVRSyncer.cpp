@@ -15,7 +15,9 @@
 
 #include "core/DistributedNotificationCenter_p.h"
 #include "core/Logging_p.h"
+#include "core/ObserverRegistration.h"
 #include "core/PathUtils.h"
+#include "core/UserDefaults.h"
 #include "ipod/IPodEjection.h"
 #include "ipod/TVRContactsManager.h"
 #include "ipod/TVRiPod.h"
@@ -27,11 +29,13 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLocale>
+#include <QPointer>
 #include <QThread>
 #include <QTimer>
 
 #include <ctime>
 #include <exception>
+#include <vector>
 
 namespace {
 
@@ -59,31 +63,184 @@ QStringList spellingsOnVolume(const QString &name)
 
 } // namespace
 
+// Everything a sync keeps between its steps, out of the header: the programs built on the syncer see a
+// class whose layout does not change as it does.
+struct TVRSyncer::Private {
+    TVRStatusField *pluginStatus = nullptr;
+    TVRStatusField *itemStatus = nullptr;
+    TVRProgressIndicator *pluginProgress = nullptr;
+    TVRSyncAlerter *alerter = nullptr;
+    TVRSyncerDelegate *delegate = nullptr;
+    PluginMap plugins;
+    QStringList pluginsToSync;
+    // The names still to sync, front first.
+    QStringList pluginQueue;
+    std::shared_ptr<TVRPlugin> currentPlugin;
+    std::shared_ptr<TVRSyncInfo> syncInfo;
+    std::shared_ptr<TVRiPod> synciPod;
+    std::shared_ptr<LogManager> logManager;
+    bool ejectAfterSync = false;
+    qint32 totalThingsToSync = 0;
+    QDateTime startSyncDate;
+    UserDefaults defaults;
+    std::shared_ptr<TVRDownloader> syncUtilsDownloader;
+    QPointer<QObject> syncUtilsDelegate;
+    SyncPhase phase;
+    // A cancel is asked in any phase of a running sync and changes none of them: the sync still ends
+    // the plug-in that runs, finishes, saves its log and ejects when asked. So it is a flag of its own.
+    bool stopped = false;
+    SyncType syncType = SyncType::Normal;
+
+    std::unique_ptr<TVRNetwork> network;
+    std::unique_ptr<IPodSyncLock> lock;
+    // Running while a finished sync's eject waits; the lock is kept until the eject has been tried.
+    std::unique_ptr<QTimer> ejectTimer;
+    // The eject of the last sync that asked for one; kept until the next, as it may not be deleted
+    // from within its own signal.
+    std::unique_ptr<IPodEjection> ejection;
+    std::vector<ObserverRegistration> observers;
+    QStringList pluginsRun;
+    QString lastError;
+    QString logFileError;
+    double lastSyncSeconds = 0;
+};
+
 TVRSyncer::TVRSyncer(const PluginMap &plugins, TVRSyncerDelegate *delegate, QObject *parent)
     : QObject(parent)
-    , m_delegate(delegate)
-    , m_plugins(plugins)
+    , d(std::make_unique<Private>())
 {
-    m_observers.emplace_back(TVRSyncUtils::completeNotification,
-                             [this](const Notification &) { onMainThread([this] { pluginDidFinishSync(); }); });
-    m_observers.emplace_back(TVRSyncUtils::incrementProgressNotification,
-                             [this](const Notification &) { onMainThread([this] { pluginDidIncrementProgress(); }); });
-    m_observers.emplace_back(TVRSyncUtils::provideFeedbackNotification, [this](const Notification &notification) {
+    d->delegate = delegate;
+    d->plugins = plugins;
+    d->observers.emplace_back(TVRSyncUtils::completeNotification,
+                              [this](const Notification &) { onMainThread([this] { pluginDidFinishSync(); }); });
+    d->observers.emplace_back(TVRSyncUtils::incrementProgressNotification,
+                              [this](const Notification &) { onMainThread([this] { pluginDidIncrementProgress(); }); });
+    d->observers.emplace_back(TVRSyncUtils::provideFeedbackNotification, [this](const Notification &notification) {
         onMainThread([this, userInfo = notification.userInfo] { pluginDidProvideSyncFeedback(userInfo); });
     });
     // Always queued, even from the main thread: the plug-in's request returns before the download starts.
-    m_observers.emplace_back(TVRSyncUtils::downloadURLNotification, [this](const Notification &notification) {
+    d->observers.emplace_back(TVRSyncUtils::downloadURLNotification, [this](const Notification &notification) {
         QMetaObject::invokeMethod(
             this, [this, userInfo = notification.userInfo] { startSyncUtilsDownload(userInfo); }, Qt::QueuedConnection);
     });
-    m_observers.emplace_back(TVRSyncUtils::cancelDownloadNotification,
-                             [this](const Notification &) { onMainThread([this] { cancelSyncUtilsDownload(); }); });
+    d->observers.emplace_back(TVRSyncUtils::cancelDownloadNotification,
+                              [this](const Notification &) { onMainThread([this] { cancelSyncUtilsDownload(); }); });
 }
 
 TVRSyncer::~TVRSyncer()
 {
     // Observers go first, so that no report reaches a half-destroyed syncer.
-    m_observers.clear();
+    d->observers.clear();
+}
+
+void TVRSyncer::setPluginStatus(TVRStatusField *field)
+{
+    d->pluginStatus = field;
+}
+
+void TVRSyncer::setItemStatus(TVRStatusField *field)
+{
+    d->itemStatus = field;
+}
+
+void TVRSyncer::setProgressIndicator(TVRProgressIndicator *indicator)
+{
+    d->pluginProgress = indicator;
+}
+
+void TVRSyncer::setAlerter(TVRSyncAlerter *alerter)
+{
+    d->alerter = alerter;
+}
+
+void TVRSyncer::setEjectAfterSync(bool eject)
+{
+    d->ejectAfterSync = eject;
+}
+
+bool TVRSyncer::ejectAfterSync() const
+{
+    return d->ejectAfterSync;
+}
+
+TVRSyncer::Phase TVRSyncer::phase() const
+{
+    return d->phase.current();
+}
+
+bool TVRSyncer::isStopped() const
+{
+    return d->stopped;
+}
+
+void TVRSyncer::setiPod(const std::shared_ptr<TVRiPod> &iPod)
+{
+    d->synciPod = iPod;
+}
+
+std::shared_ptr<TVRiPod> TVRSyncer::iPod() const
+{
+    return d->synciPod;
+}
+
+void TVRSyncer::setPluginsToSync(const QStringList &names)
+{
+    d->pluginsToSync = names;
+}
+
+QStringList TVRSyncer::pluginsToSync() const
+{
+    return d->pluginsToSync;
+}
+
+QString TVRSyncer::errorString() const
+{
+    return d->lastError;
+}
+
+TVRSyncer::SyncType TVRSyncer::syncType() const
+{
+    return d->syncType;
+}
+
+qint32 TVRSyncer::totalThingsToSync() const
+{
+    return d->totalThingsToSync;
+}
+
+std::shared_ptr<LogManager> TVRSyncer::logManager() const
+{
+    return d->logManager;
+}
+
+std::shared_ptr<TVRSyncInfo> TVRSyncer::syncInfo() const
+{
+    return d->syncInfo;
+}
+
+QStringList TVRSyncer::pluginsRun() const
+{
+    return d->pluginsRun;
+}
+
+QDateTime TVRSyncer::startSyncDate() const
+{
+    return d->startSyncDate;
+}
+
+double TVRSyncer::lastSyncSeconds() const
+{
+    return d->lastSyncSeconds;
+}
+
+QString TVRSyncer::logFileError() const
+{
+    return d->logFileError;
+}
+
+std::shared_ptr<TVRDownloader> TVRSyncer::downloader() const
+{
+    return d->syncUtilsDownloader;
 }
 
 void TVRSyncer::onMainThread(std::function<void()> step)
@@ -126,13 +283,13 @@ bool TVRSyncer::isRunning() const
 bool TVRSyncer::isSyncing() const
 {
     const Phase current = phase();
-    return !m_stopped &&
+    return !d->stopped &&
            (current == Phase::Preparing || current == Phase::CheckingInternet || current == Phase::SyncingPlugins);
 }
 
 void TVRSyncer::moveTo(Phase next)
 {
-    [[maybe_unused]] const bool moved = m_phase.moveTo(next);
+    [[maybe_unused]] const bool moved = d->phase.moveTo(next);
     Q_ASSERT_X(moved, "TVRSyncer::moveTo", "a move the phase table does not allow");
     if (moved)
         Q_EMIT phaseChanged(next);
@@ -141,9 +298,9 @@ void TVRSyncer::moveTo(Phase next)
 bool TVRSyncer::refusedWhileRunning()
 {
     if (isRunning())
-        m_lastError = QStringLiteral("A sync is already running.");
+        d->lastError = QStringLiteral("A sync is already running.");
     else if (isEjectPending())
-        m_lastError = QStringLiteral("The iPod of the last sync is about to be ejected; try again once it has been.");
+        d->lastError = QStringLiteral("The iPod of the last sync is about to be ejected; try again once it has been.");
     return isRunning() || isEjectPending();
 }
 
@@ -167,36 +324,36 @@ bool TVRSyncer::quickSync(const QString &pluginName)
 
 bool TVRSyncer::performSync(SyncType type)
 {
-    m_lastError.clear();
+    d->lastError.clear();
     if (refusedWhileRunning())
         return false;
-    if (!m_synciPod) {
-        m_lastError = QStringLiteral("There is no iPod to sync.");
+    if (!d->synciPod) {
+        d->lastError = QStringLiteral("There is no iPod to sync.");
         return false;
     }
-    m_lock = std::make_unique<IPodSyncLock>(*m_synciPod);
-    if (!m_lock->tryLock()) {
-        m_lastError = m_lock->errorString();
+    d->lock = std::make_unique<IPodSyncLock>(*d->synciPod);
+    if (!d->lock->tryLock()) {
+        d->lastError = d->lock->errorString();
         return false;
     }
-    m_stopped = false;
+    d->stopped = false;
     moveTo(Phase::Preparing);
 
-    m_startSyncDate = QDateTime::currentDateTime();
-    m_defaults.synchronize();
-    m_syncType = type;
-    m_logManager = LogManager::sharedManager();
-    m_pluginsRun.clear();
-    m_logFileError.clear();
+    d->startSyncDate = QDateTime::currentDateTime();
+    d->defaults.synchronize();
+    d->syncType = type;
+    d->logManager = LogManager::sharedManager();
+    d->pluginsRun.clear();
+    d->logFileError.clear();
 
     // Said in the log once the sync's heading is there.
     QStringList earlyLines;
-    const QString record = m_synciPod->prepareOwnFilesRecord();
+    const QString record = d->synciPod->prepareOwnFilesRecord();
     if (!record.isEmpty())
         earlyLines.append(record);
-    m_synciPod->setOutputOwner(kTivaroOwner);
-    m_synciPod->setOutputGroup(QString());
-    if (!m_synciPod->useNotes())
+    d->synciPod->setOutputOwner(kTivaroOwner);
+    d->synciPod->setOutputGroup(QString());
+    if (!d->synciPod->useNotes())
         earlyLines += removeOutputOfIPodWithoutNotes();
 
     if (type == SyncType::Normal || type == SyncType::NormalThenEject)
@@ -204,20 +361,20 @@ bool TVRSyncer::performSync(SyncType type)
     else if (type == SyncType::Connect)
         chooseFromPreference(QStringLiteral("prefsiPodConnect"), true);
     if (type == SyncType::NormalThenEject)
-        m_ejectAfterSync = true;
+        d->ejectAfterSync = true;
 
     removeSpecialNotes();
     doLastSyncInfo();
 
-    m_logManager->appendBigHeading(QStringLiteral("Syncing to %1").arg(m_synciPod->name()));
-    m_logManager->appendLog(QStringLiteral("Type: %1").arg(m_synciPod->iPodFamilyDescription()));
+    d->logManager->appendBigHeading(QStringLiteral("Syncing to %1").arg(d->synciPod->name()));
+    d->logManager->appendLog(QStringLiteral("Type: %1").arg(d->synciPod->iPodFamilyDescription()));
     for (const QString &line : std::as_const(earlyLines))
-        m_logManager->appendLog(line);
+        d->logManager->appendLog(line);
     logWhenNothingToRun();
 
-    if (m_pluginProgress) {
-        m_pluginProgress->setIndeterminate(true);
-        m_pluginProgress->startAnimation();
+    if (d->pluginProgress) {
+        d->pluginProgress->setIndeterminate(true);
+        d->pluginProgress->startAnimation();
     }
     setPluginStatusText(QStringLiteral("Preparing..."));
     setItemStatusText(QString());
@@ -230,14 +387,14 @@ QStringList TVRSyncer::removeOutputOfIPodWithoutNotes()
 {
     // Only Tivaro's own notes and contacts go: the Notes folder may hold the user's, and an iPod whose
     // SysInfo went missing (after a restore by other tools) is taken for one without notes.
-    QStringList lines{
-        QStringLiteral("This iPod is taken for one without notes (%1%2), so Tivaro's notes are removed "
-                       "from it.")
-            .arg(m_synciPod->iPodFamilyDescription(), QFileInfo::exists(m_synciPod->sysInfoPath())
-                                                          ? QString()
-                                                          : QStringLiteral(": it has no iPod_Control/Device/SysInfo"))};
-    RemovalReport report = m_synciPod->removeOwnFilesBelow(m_synciPod->realTivaroFolder());
-    report.add(m_synciPod->removeContactsWithPrefix(QStringLiteral("Tivaro")));
+    QStringList lines{QStringLiteral("This iPod is taken for one without notes (%1%2), so Tivaro's notes are removed "
+                                     "from it.")
+                          .arg(d->synciPod->iPodFamilyDescription(),
+                               QFileInfo::exists(d->synciPod->sysInfoPath())
+                                   ? QString()
+                                   : QStringLiteral(": it has no iPod_Control/Device/SysInfo"))};
+    RemovalReport report = d->synciPod->removeOwnFilesBelow(d->synciPod->realTivaroFolder());
+    report.add(d->synciPod->removeContactsWithPrefix(QStringLiteral("Tivaro")));
     lines +=
         report.isEmpty() ? QStringList{QStringLiteral("Nothing of Tivaro's was there to remove.")} : report.describe();
     return lines;
@@ -245,26 +402,26 @@ QStringList TVRSyncer::removeOutputOfIPodWithoutNotes()
 
 void TVRSyncer::chooseFromPreference(const QString &key, bool takeEject)
 {
-    const QVariant stored = m_defaults.objectForKey(key);
+    const QVariant stored = d->defaults.objectForKey(key);
     if (stored.isValid() && stored.metaType().id() != QMetaType::QVariantMap)
-        m_logManager->appendWarning(
+        d->logManager->appendWarning(
             QStringLiteral("The preference \"%1\" is not a dictionary; every plug-in is synced.").arg(key));
-    const QVariantMap choice = m_defaults.dictionaryForKey(key);
-    m_pluginsToSync = ConfigureSyncUtils::plugins(m_plugins.keys(), choice);
+    const QVariantMap choice = d->defaults.dictionaryForKey(key);
+    d->pluginsToSync = ConfigureSyncUtils::plugins(d->plugins.keys(), choice);
     if (takeEject)
-        m_ejectAfterSync = UserDefaults::boolValue(choice.value(QStringLiteral("ejectAfterSync")));
+        d->ejectAfterSync = UserDefaults::boolValue(choice.value(QStringLiteral("ejectAfterSync")));
 }
 
 void TVRSyncer::logWhenNothingToRun()
 {
-    if (m_plugins.isEmpty()) {
-        m_logManager->appendError(QStringLiteral("Nothing was synced: no plug-ins are installed."));
+    if (d->plugins.isEmpty()) {
+        d->logManager->appendError(QStringLiteral("Nothing was synced: no plug-ins are installed."));
         return;
     }
     // An empty choice means every plug-in; a plug-in that failed to load is still there to name.
     QStringList missing;
-    for (const QString &name : std::as_const(m_pluginsToSync)) {
-        if (m_plugins.contains(name))
+    for (const QString &name : std::as_const(d->pluginsToSync)) {
+        if (d->plugins.contains(name))
             return;
         const QString quoted = QLatin1Char('"') + name + QLatin1Char('"');
         if (!missing.contains(quoted))
@@ -272,8 +429,8 @@ void TVRSyncer::logWhenNothingToRun()
     }
     if (missing.isEmpty())
         return;
-    const QString installed = m_plugins.keys().join(QStringLiteral(", "));
-    m_logManager->appendError(
+    const QString installed = d->plugins.keys().join(QStringLiteral(", "));
+    d->logManager->appendError(
         missing.size() == 1
             ? QStringLiteral("Nothing was synced: the chosen plug-in %1 is not installed (installed: %2).")
                   .arg(missing.constFirst(), installed)
@@ -286,16 +443,16 @@ void TVRSyncer::startPrepareSync()
     // The worker gets copies: the main thread goes on serving events while plug-ins count.
     auto preparation = std::make_shared<Preparation>();
     ThreadWorker::workOn(
-        [preparation, plugins = m_plugins, chosen = m_pluginsToSync](const QVariant &, ThreadWorker &) {
+        [preparation, plugins = d->plugins, chosen = d->pluginsToSync](const QVariant &, ThreadWorker &) {
             *preparation = prepareSync(plugins, chosen);
             return QVariant();
         },
         {},
         [this, preparation](const QVariant &) {
-            m_totalThingsToSync = preparation->total;
-            m_pluginQueue = preparation->names;
+            d->totalThingsToSync = preparation->total;
+            d->pluginQueue = preparation->names;
             for (const QString &error : std::as_const(preparation->errors))
-                m_logManager->appendError(error);
+                d->logManager->appendError(error);
             startSync(preparation->needsInternet);
         },
         this);
@@ -342,13 +499,13 @@ void TVRSyncer::startSync(bool needsInternet)
     }
     moveTo(Phase::CheckingInternet);
     setPluginStatusText(QStringLiteral("Checking internet connection..."));
-    m_network = std::make_unique<TVRNetwork>();
-    m_network->detectInternetConnectionWithDelegate(this);
+    d->network = std::make_unique<TVRNetwork>();
+    d->network->detectInternetConnectionWithDelegate(this);
 }
 
 void TVRSyncer::detectedInternetConnection(TVRNetwork *network)
 {
-    if (phase() != Phase::CheckingInternet || network != m_network.get())
+    if (phase() != Phase::CheckingInternet || network != d->network.get())
         return;
     makeSyncInfo(network->connectedToInternet());
     doSync();
@@ -356,19 +513,19 @@ void TVRSyncer::detectedInternetConnection(TVRNetwork *network)
 
 void TVRSyncer::makeSyncInfo(bool connectedToInternet)
 {
-    m_syncInfo =
-        std::make_shared<TVRSyncInfo>(m_synciPod, std::make_shared<TVRSyncPrefs>(), m_logManager, connectedToInternet);
+    d->syncInfo = std::make_shared<TVRSyncInfo>(d->synciPod, std::make_shared<TVRSyncPrefs>(), d->logManager,
+                                                connectedToInternet);
 }
 
 void TVRSyncer::doSync()
 {
     moveTo(Phase::SyncingPlugins);
-    if (m_pluginProgress) {
-        m_pluginProgress->stopAnimation();
-        m_pluginProgress->setIndeterminate(false);
-        m_pluginProgress->setMinValue(0);
-        m_pluginProgress->setMaxValue(m_totalThingsToSync);
-        m_pluginProgress->setDoubleValue(0);
+    if (d->pluginProgress) {
+        d->pluginProgress->stopAnimation();
+        d->pluginProgress->setIndeterminate(false);
+        d->pluginProgress->setMinValue(0);
+        d->pluginProgress->setMaxValue(d->totalThingsToSync);
+        d->pluginProgress->setDoubleValue(0);
     }
     setPluginStatusText(QStringLiteral("Syncing"));
     setItemStatusText(QString());
@@ -379,31 +536,31 @@ void TVRSyncer::syncNextPlugin()
 {
     setItemStatusText(QString());
     for (;;) {
-        if (m_stopped || m_pluginQueue.isEmpty()) {
+        if (d->stopped || d->pluginQueue.isEmpty()) {
             finishSync();
             return;
         }
-        const QString name = m_pluginQueue.takeFirst();
-        m_currentPlugin = m_plugins.value(name);
-        if (m_currentPlugin)
+        const QString name = d->pluginQueue.takeFirst();
+        d->currentPlugin = d->plugins.value(name);
+        if (d->currentPlugin)
             break;
-        m_logManager->appendError(QStringLiteral("Failed to load %1").arg(name));
+        d->logManager->appendError(QStringLiteral("Failed to load %1").arg(name));
         // A plug-in that is not there still had its step counted.
-        if (m_pluginProgress)
-            m_pluginProgress->incrementBy(1.0);
+        if (d->pluginProgress)
+            d->pluginProgress->incrementBy(1.0);
     }
-    const std::shared_ptr<TVRPlugin> plugin = m_currentPlugin;
-    const std::shared_ptr<TVRSyncInfo> syncInfo = m_syncInfo;
-    m_synciPod->setOutputOwner(plugin->name());
-    m_synciPod->setOutputGroup(QString());
-    m_synciPod->clearWrittenFiles();
-    m_logManager->appendToolHeading(plugin->name());
+    const std::shared_ptr<TVRPlugin> plugin = d->currentPlugin;
+    const std::shared_ptr<TVRSyncInfo> syncInfo = d->syncInfo;
+    d->synciPod->setOutputOwner(plugin->name());
+    d->synciPod->setOutputGroup(QString());
+    d->synciPod->clearWrittenFiles();
+    d->logManager->appendToolHeading(plugin->name());
     setPluginStatusText(QStringLiteral("Syncing %1").arg(plugin->name()));
-    m_pluginsRun.append(plugin->name());
+    d->pluginsRun.append(plugin->name());
     try {
         plugin->sync(syncInfo.get());
     } catch (const std::exception &error) {
-        m_logManager->appendError(
+        d->logManager->appendError(
             QStringLiteral("%1 stopped with an error: %2").arg(plugin->name(), QString::fromLocal8Bit(error.what())));
         TVRSyncUtils::reportSyncComplete(plugin.get());
     }
@@ -411,10 +568,10 @@ void TVRSyncer::syncNextPlugin()
 
 void TVRSyncer::pluginDidFinishSync()
 {
-    if (phase() != Phase::SyncingPlugins || !m_currentPlugin)
+    if (phase() != Phase::SyncingPlugins || !d->currentPlugin)
         return;
-    if (m_pluginProgress)
-        m_pluginProgress->incrementBy(1.0);
+    if (d->pluginProgress)
+        d->pluginProgress->incrementBy(1.0);
     saveOwnFilesRecord();
     // The next plug-in starts once the report has returned, from the event loop: nothing runs under
     // the feet of a plug-in that completes from inside its own sync() or a callback of its own, and a
@@ -424,13 +581,13 @@ void TVRSyncer::pluginDidFinishSync()
 
 void TVRSyncer::pluginDidIncrementProgress()
 {
-    if (isRunning() && m_pluginProgress)
-        m_pluginProgress->incrementBy(1.0);
+    if (isRunning() && d->pluginProgress)
+        d->pluginProgress->incrementBy(1.0);
 }
 
 void TVRSyncer::pluginDidProvideSyncFeedback(const QVariantMap &userInfo)
 {
-    if (m_stopped || !isRunning())
+    if (d->stopped || !isRunning())
         return;
     const QVariant feedback = userInfo.value(QStringLiteral("feedback"));
     if (feedback.isValid())
@@ -439,18 +596,18 @@ void TVRSyncer::pluginDidProvideSyncFeedback(const QVariantMap &userInfo)
 
 void TVRSyncer::cancel()
 {
-    if (isRunning() && m_logManager)
-        m_logManager->appendError(QStringLiteral("User cancelled sync."));
-    if (m_currentPlugin)
-        m_currentPlugin->cancelSync();
-    m_stopped = true;
+    if (isRunning() && d->logManager)
+        d->logManager->appendError(QStringLiteral("User cancelled sync."));
+    if (d->currentPlugin)
+        d->currentPlugin->cancelSync();
+    d->stopped = true;
 }
 
 void TVRSyncer::saveOwnFilesRecord()
 {
     QString error;
-    if (!m_synciPod->saveOwnFilesRecord(&error))
-        m_logManager->appendError(
+    if (!d->synciPod->saveOwnFilesRecord(&error))
+        d->logManager->appendError(
             QStringLiteral("The record of Tivaro's files on the iPod could not be saved: %1").arg(error));
 }
 
@@ -459,41 +616,41 @@ void TVRSyncer::finishSync()
     moveTo(Phase::Finishing);
     saveOwnFilesRecord();
     warnAboutTooManyNotes();
-    m_defaults.synchronize();
-    if (m_delegate)
-        m_delegate->syncerFinished(this);
+    d->defaults.synchronize();
+    if (d->delegate)
+        d->delegate->syncerFinished(this);
     removeEmptyTivaroFolder();
-    const bool eject = m_ejectAfterSync;
-    m_ejectAfterSync = false;
+    const bool eject = d->ejectAfterSync;
+    d->ejectAfterSync = false;
     saveLog();
-    m_syncInfo.reset();
-    m_currentPlugin.reset();
-    m_pluginsToSync.clear();
-    m_network.reset();
+    d->syncInfo.reset();
+    d->currentPlugin.reset();
+    d->pluginsToSync.clear();
+    d->network.reset();
     // An iPod about to be ejected stays locked until the eject has been tried.
     if (eject) {
         scheduleEject();
         return;
     }
-    m_lock.reset();
+    d->lock.reset();
     moveTo(Phase::Idle);
 }
 
 void TVRSyncer::warnAboutTooManyNotes()
 {
-    if (m_synciPod->numberOfNotes() <= kNotesLimit)
+    if (d->synciPod->numberOfNotes() <= kNotesLimit)
         return;
-    m_logManager->appendWarning(QStringLiteral("\rWarning: ") + kTooManyNotes);
-    if (m_alerter) {
-        m_alerter->beep();
-        m_alerter->activateApplication();
-        m_alerter->runWarning(QStringLiteral("Warning"), kTooManyNotes, QStringLiteral("OK"));
+    d->logManager->appendWarning(QStringLiteral("\rWarning: ") + kTooManyNotes);
+    if (d->alerter) {
+        d->alerter->beep();
+        d->alerter->activateApplication();
+        d->alerter->runWarning(QStringLiteral("Warning"), kTooManyNotes, QStringLiteral("OK"));
     }
 }
 
 void TVRSyncer::removeEmptyTivaroFolder()
 {
-    const QString folder = PathUtils::appendingPathComponent(m_synciPod->notesFolder(), kTivaroFolder);
+    const QString folder = PathUtils::appendingPathComponent(d->synciPod->notesFolder(), kTivaroFolder);
     QDir dir(folder);
     // A link is never followed: what it points to is not the iPod's.
     if (!dir.exists() || QFileInfo(folder).isSymLink())
@@ -508,12 +665,12 @@ void TVRSyncer::scheduleEject()
 {
     moveTo(Phase::WaitingToEject);
     // The iPod of this sync, whatever setiPod() is given meanwhile.
-    m_ejection = std::make_unique<IPodEjection>(m_synciPod);
-    connect(m_ejection.get(), &IPodEjection::finished, this, &TVRSyncer::ejectFinished);
-    m_ejectTimer = std::make_unique<QTimer>();
-    m_ejectTimer->setSingleShot(true);
-    connect(m_ejectTimer.get(), &QTimer::timeout, this, &TVRSyncer::startEject);
-    m_ejectTimer->start(kEjectDelayMs);
+    d->ejection = std::make_unique<IPodEjection>(d->synciPod);
+    connect(d->ejection.get(), &IPodEjection::finished, this, &TVRSyncer::ejectFinished);
+    d->ejectTimer = std::make_unique<QTimer>();
+    d->ejectTimer->setSingleShot(true);
+    connect(d->ejectTimer.get(), &QTimer::timeout, this, &TVRSyncer::startEject);
+    d->ejectTimer->start(kEjectDelayMs);
 }
 
 void TVRSyncer::startEject()
@@ -521,14 +678,14 @@ void TVRSyncer::startEject()
     moveTo(Phase::Ejecting);
     // The D-Bus calls of an eject may take a minute: they run on a thread of their own, and the
     // event loop goes on meanwhile (a window redraws, a signal is read).
-    m_ejection->start();
+    d->ejection->start();
 }
 
 void TVRSyncer::ejectFinished(bool ejected, const QString &error)
 {
     if (!ejected)
-        qCWarning(lcSync) << "Eject of" << m_ejection->iPod()->path() << "failed:" << error;
-    m_lock.reset();
+        qCWarning(lcSync) << "Eject of" << d->ejection->iPod()->path() << "failed:" << error;
+    d->lock.reset();
     moveTo(Phase::Idle);
     Q_EMIT ejectAttempted(ejected, error);
 }
@@ -542,9 +699,9 @@ bool TVRSyncer::cancelEject()
 {
     if (phase() != Phase::WaitingToEject)
         return false;
-    m_ejectTimer->stop();
-    m_ejection.reset();
-    m_lock.reset();
+    d->ejectTimer->stop();
+    d->ejection.reset();
+    d->lock.reset();
     moveTo(Phase::Idle);
     return true;
 }
@@ -554,23 +711,24 @@ void TVRSyncer::saveLog()
     QString aside;
     QString problem;
     if (!SyncLogFile::setAsideIfCorrupt(&aside, &problem))
-        m_logFileError = problem;
+        d->logFileError = problem;
     else if (!aside.isEmpty())
-        m_logManager->appendWarning(
+        d->logManager->appendWarning(
             QStringLiteral("The sync log file could not be read (%1); it was kept as %2 and a new one started.")
                 .arg(problem, aside));
 
-    m_lastSyncSeconds = m_startSyncDate.msecsTo(QDateTime::currentDateTime()) / 1000.0;
-    m_logManager->appendSmallHeading(QStringLiteral("\rSync Complete (%1 seconds)").arg(m_lastSyncSeconds, 0, 'f', 2));
+    d->lastSyncSeconds = d->startSyncDate.msecsTo(QDateTime::currentDateTime()) / 1000.0;
+    d->logManager->appendSmallHeading(
+        QStringLiteral("\rSync Complete (%1 seconds)").arg(d->lastSyncSeconds, 0, 'f', 2));
 
-    const QByteArray archive = m_logManager->archive();
+    const QByteArray archive = d->logManager->archive();
     DistributedNotificationCenter::postNotificationName(QStringLiteral("NewLogManager"),
                                                         {{QStringLiteral("data"), archive}});
     QString error;
-    if (m_logFileError.isEmpty() && !SyncLogFile::append(archive, &error))
-        m_logFileError = error;
-    if (!m_logFileError.isEmpty())
-        qCWarning(lcSync) << "The sync log was not saved:" << m_logFileError;
+    if (d->logFileError.isEmpty() && !SyncLogFile::append(archive, &error))
+        d->logFileError = error;
+    if (!d->logFileError.isEmpty())
+        qCWarning(lcSync) << "The sync log was not saved:" << d->logFileError;
 }
 
 void TVRSyncer::removeSpecialNotes()
@@ -580,8 +738,8 @@ void TVRSyncer::removeSpecialNotes()
         const QByteArray encoded = QFile::encodeName(name);
         paths += {"Notes/" + encoded, "Notes/" + QFile::encodeName(kTivaroFolder) + '/' + encoded};
     }
-    logKept(m_synciPod->removeOwnFiles(paths));
-    logKept(TVRContactsManager::managerForiPod(m_synciPod, kLastSyncContacts)->removeContactsFileFromiPod());
+    logKept(d->synciPod->removeOwnFiles(paths));
+    logKept(TVRContactsManager::managerForiPod(d->synciPod, kLastSyncContacts)->removeContactsFileFromiPod());
 }
 
 void TVRSyncer::logKept(const RemovalReport &report)
@@ -591,33 +749,33 @@ void TVRSyncer::logKept(const RemovalReport &report)
     RemovalReport kept;
     kept.kept = report.kept;
     for (const QString &line : kept.describe())
-        m_logManager->appendLog(line);
+        d->logManager->appendLog(line);
 }
 
 void TVRSyncer::doLastSyncInfo()
 {
-    if (!m_defaults.boolForKey(QStringLiteral("iPodLastSyncInfo"))) {
-        logKept(TVRContactsManager::managerForiPod(m_synciPod, kLastSyncContacts)->removeContactsFileFromiPod());
+    if (!d->defaults.boolForKey(QStringLiteral("iPodLastSyncInfo"))) {
+        logKept(TVRContactsManager::managerForiPod(d->synciPod, kLastSyncContacts)->removeContactsFileFromiPod());
         for (const QString &name : spellingsOnVolume(kLastSyncInfoName))
-            logKept(m_synciPod->removeNotesFoldersNamed(name));
+            logKept(d->synciPod->removeNotesFoldersNamed(name));
         return;
     }
     const QString today = shortDateToday();
-    if (m_synciPod->useNotes()) {
-        if (!m_synciPod->writeNoteToiPod(today, kLastSyncInfoName, QString()))
-            m_logManager->appendError(m_synciPod->errorString());
+    if (d->synciPod->useNotes()) {
+        if (!d->synciPod->writeNoteToiPod(today, kLastSyncInfoName, QString()))
+            d->logManager->appendError(d->synciPod->errorString());
         return;
     }
-    const auto contacts = TVRContactsManager::managerForiPod(m_synciPod, kLastSyncContacts);
+    const auto contacts = TVRContactsManager::managerForiPod(d->synciPod, kLastSyncContacts);
     contacts->appendContactWithText(today, kLastSyncInfoName);
     if (!contacts->writeContactsFileToiPod())
-        m_logManager->appendError(contacts->errorString());
+        d->logManager->appendError(contacts->errorString());
 }
 
 QString TVRSyncer::shortDateToday() const
 {
     // A format stored the Mac's way ("%m/%d/%y") wins over the locale's.
-    const QString format = m_defaults.stringForKey(QStringLiteral("NSShortDateFormatString"));
+    const QString format = d->defaults.stringForKey(QStringLiteral("NSShortDateFormatString"));
     if (!format.isEmpty()) {
         const std::time_t now = std::time(nullptr);
         std::tm local{};
@@ -635,13 +793,13 @@ void TVRSyncer::startSyncUtilsDownload(const QVariantMap &userInfo)
     if (userInfo.isEmpty())
         return;
     const QUrl url = userInfo.value(QStringLiteral("url")).toUrl();
-    m_syncUtilsDelegate = userInfo.value(QStringLiteral("delegate")).value<QObject *>();
+    d->syncUtilsDelegate = userInfo.value(QStringLiteral("delegate")).value<QObject *>();
     // Read and dropped, as plug-ins have always been told.
     Q_UNUSED(userInfo.value(QStringLiteral("timeout")));
-    m_syncUtilsDownloader = TVRDownloader::loadWithURL(url, this);
-    if (!m_syncUtilsDownloader) {
-        if (m_logManager && isRunning())
-            m_logManager->appendError(QStringLiteral("Download failed: %1").arg(url.toDisplayString()));
+    d->syncUtilsDownloader = TVRDownloader::loadWithURL(url, this);
+    if (!d->syncUtilsDownloader) {
+        if (d->logManager && isRunning())
+            d->logManager->appendError(QStringLiteral("Download failed: %1").arg(url.toDisplayString()));
         syncUtilsDownloadComplete();
     }
 }
@@ -654,32 +812,32 @@ void TVRSyncer::downloadFinished(TVRDownloader *)
 void TVRSyncer::downloadFailedWithErrorType(int)
 {
     // One line naming the URL and what happened: "Download timed out: <url>: no data for 20 seconds".
-    if (m_logManager && isRunning() && m_syncUtilsDownloader)
-        m_logManager->appendError(
-            m_syncUtilsDownloader->failure().message(m_syncUtilsDownloader->url().toDisplayString()));
+    if (d->logManager && isRunning() && d->syncUtilsDownloader)
+        d->logManager->appendError(
+            d->syncUtilsDownloader->failure().message(d->syncUtilsDownloader->url().toDisplayString()));
     syncUtilsDownloadComplete();
 }
 
 void TVRSyncer::syncUtilsDownloadComplete()
 {
-    if (auto *delegate = dynamic_cast<TVRSyncDownloadDelegate *>(m_syncUtilsDelegate.data()))
-        delegate->downloadComplete(m_syncUtilsDownloader.get());
+    if (auto *delegate = dynamic_cast<TVRSyncDownloadDelegate *>(d->syncUtilsDelegate.data()))
+        delegate->downloadComplete(d->syncUtilsDownloader.get());
 }
 
 void TVRSyncer::cancelSyncUtilsDownload()
 {
-    if (m_syncUtilsDownloader)
-        m_syncUtilsDownloader->cancel();
+    if (d->syncUtilsDownloader)
+        d->syncUtilsDownloader->cancel();
 }
 
 void TVRSyncer::setPluginStatusText(const QString &text)
 {
-    if (m_pluginStatus)
-        m_pluginStatus->setStringValue(text);
+    if (d->pluginStatus)
+        d->pluginStatus->setStringValue(text);
 }
 
 void TVRSyncer::setItemStatusText(const QString &text)
 {
-    if (m_itemStatus)
-        m_itemStatus->setStringValue(text);
+    if (d->itemStatus)
+        d->itemStatus->setStringValue(text);
 }

@@ -5,22 +5,16 @@
 #include "SyncPhase.h"
 #include "TVRNetwork.h"
 
-#include "core/ObserverRegistration.h"
-#include "core/UserDefaults.h"
 #include "net/TVRDownloader.h"
 
 #include <QDateTime>
 #include <QMap>
 #include <QObject>
-#include <QPointer>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
-#include <vector>
 
-class IPodEjection;
-class IPodSyncLock;
-class QTimer;
 struct RemovalReport;
 class LogManager;
 class TVRPlugin;
@@ -74,25 +68,25 @@ public:
     ~TVRSyncer() override;
 
     // What shows the sync; none is owned, any may be null.
-    void setPluginStatus(TVRStatusField *field) { m_pluginStatus = field; }
-    void setItemStatus(TVRStatusField *field) { m_itemStatus = field; }
-    void setProgressIndicator(TVRProgressIndicator *indicator) { m_pluginProgress = indicator; }
-    void setAlerter(TVRSyncAlerter *alerter) { m_alerter = alerter; }
+    void setPluginStatus(TVRStatusField *field);
+    void setItemStatus(TVRStatusField *field);
+    void setProgressIndicator(TVRProgressIndicator *indicator);
+    void setAlerter(TVRSyncAlerter *alerter);
 
     // Read when the sync finishes. A normal or connect sync sets it from its preference when it
     // starts (an eject sync sets it true), so a caller whose word wins sets it after the start.
-    void setEjectAfterSync(bool eject) { m_ejectAfterSync = eject; }
-    bool ejectAfterSync() const { return m_ejectAfterSync; }
-    Phase phase() const { return m_phase.current(); }
+    void setEjectAfterSync(bool eject);
+    bool ejectAfterSync() const;
+    Phase phase() const;
     // From the start of a sync until it finishes or is cancelled.
     bool isSyncing() const;
     // Set by cancel() until the next sync begins.
-    bool isStopped() const { return m_stopped; }
+    bool isStopped() const;
 
-    void setiPod(const std::shared_ptr<TVRiPod> &iPod) { m_synciPod = iPod; }
-    std::shared_ptr<TVRiPod> iPod() const { return m_synciPod; }
-    void setPluginsToSync(const QStringList &names) { m_pluginsToSync = names; }
-    QStringList pluginsToSync() const { return m_pluginsToSync; }
+    void setiPod(const std::shared_ptr<TVRiPod> &iPod);
+    std::shared_ptr<TVRiPod> iPod() const;
+    void setPluginsToSync(const QStringList &names);
+    QStringList pluginsToSync() const;
 
     // Starts a sync of `type`. False, with errorString() saying why and nothing else done, when there
     // is no iPod, a sync is already running here, or another process is syncing the same iPod.
@@ -109,20 +103,20 @@ public:
     bool isEjectPending() const;
     bool cancelEject();
 
-    QString errorString() const { return m_lastError; }
-    SyncType syncType() const { return m_syncType; }
-    qint32 totalThingsToSync() const { return m_totalThingsToSync; }
+    QString errorString() const;
+    SyncType syncType() const;
+    qint32 totalThingsToSync() const;
     // The log of the running or last sync.
-    std::shared_ptr<LogManager> logManager() const { return m_logManager; }
-    std::shared_ptr<TVRSyncInfo> syncInfo() const { return m_syncInfo; }
+    std::shared_ptr<LogManager> logManager() const;
+    std::shared_ptr<TVRSyncInfo> syncInfo() const;
     // The plug-ins of the last sync whose sync() was called, in order.
-    QStringList pluginsRun() const { return m_pluginsRun; }
-    QDateTime startSyncDate() const { return m_startSyncDate; }
+    QStringList pluginsRun() const;
+    QDateTime startSyncDate() const;
     // Seconds the last finished sync took.
-    double lastSyncSeconds() const { return m_lastSyncSeconds; }
+    double lastSyncSeconds() const;
     // Why the last sync's log could not be added to the sync log file; empty when it was.
-    QString logFileError() const { return m_logFileError; }
-    std::shared_ptr<TVRDownloader> downloader() const { return m_syncUtilsDownloader; }
+    QString logFileError() const;
+    std::shared_ptr<TVRDownloader> downloader() const;
 
     // The downloads run for plug-ins.
     void downloadFinished(TVRDownloader *downloader) override;
@@ -190,41 +184,7 @@ private:
     void setPluginStatusText(const QString &text);
     void setItemStatusText(const QString &text);
 
-    TVRStatusField *m_pluginStatus = nullptr;
-    TVRStatusField *m_itemStatus = nullptr;
-    TVRProgressIndicator *m_pluginProgress = nullptr;
-    TVRSyncAlerter *m_alerter = nullptr;
-    TVRSyncerDelegate *m_delegate = nullptr;
-    PluginMap m_plugins;
-    QStringList m_pluginsToSync;
-    // The names still to sync, front first.
-    QStringList m_pluginQueue;
-    std::shared_ptr<TVRPlugin> m_currentPlugin;
-    std::shared_ptr<TVRSyncInfo> m_syncInfo;
-    std::shared_ptr<TVRiPod> m_synciPod;
-    std::shared_ptr<LogManager> m_logManager;
-    bool m_ejectAfterSync = false;
-    qint32 m_totalThingsToSync = 0;
-    QDateTime m_startSyncDate;
-    UserDefaults m_defaults;
-    std::shared_ptr<TVRDownloader> m_syncUtilsDownloader;
-    QPointer<QObject> m_syncUtilsDelegate;
-    SyncPhase m_phase;
-    // A cancel is asked in any phase of a running sync and changes none of them: the sync still ends
-    // the plug-in that runs, finishes, saves its log and ejects when asked. So it is a flag of its own.
-    bool m_stopped = false;
-    SyncType m_syncType = SyncType::Normal;
-
-    std::unique_ptr<TVRNetwork> m_network;
-    std::unique_ptr<IPodSyncLock> m_lock;
-    // Running while a finished sync's eject waits; the lock is kept until the eject has been tried.
-    std::unique_ptr<QTimer> m_ejectTimer;
-    // The eject of the last sync that asked for one; kept until the next, as it may not be deleted
-    // from within its own signal.
-    std::unique_ptr<IPodEjection> m_ejection;
-    std::vector<ObserverRegistration> m_observers;
-    QStringList m_pluginsRun;
-    QString m_lastError;
-    QString m_logFileError;
-    double m_lastSyncSeconds = 0;
+    // The state of the running or last sync.
+    struct Private;
+    std::unique_ptr<Private> d;
 };
